@@ -1,0 +1,124 @@
+#include "app/FitText.h"
+
+#include "ui_MainWindow.h"
+
+#include <QFontInfo>
+#include <QProxyStyle>
+#include <QStyleOptionButton>
+#include <QStyleOptionComboBox>
+
+#include <algorithm>
+#include <tuple>
+#include <vector>
+
+namespace {
+
+/// Below this nothing can be read anyway.
+constexpr int smallest_pixel_size = 7;
+
+/// A text of the form and the room it has for one line.
+struct PlacedText
+{
+    QString text;
+    QSize room;
+};
+
+/// Whether all of `placed` can be seen. The height of a line may exceed the room as long as the ink of
+/// its letters does not.
+bool fits(const PlacedText& placed, const QFont& font)
+{
+    const QFontMetrics metrics(font);
+    const QRect ink = metrics.tightBoundingRect(placed.text);
+    const int width = std::max(metrics.horizontalAdvance(placed.text), ink.right() + 1);
+    return width <= placed.room.width() && ink.height() <= placed.room.height();
+}
+
+void add(std::vector<PlacedText>& texts, const QLabel& label)
+{
+    texts.push_back({label.text(), label.size()});
+}
+
+// Buttons and boxes centre the line and not its ink, which takes some pixels more.
+constexpr QSize off_centre(0, 4);
+
+void add(std::vector<PlacedText>& texts, const QPushButton& button)
+{
+    QStyleOptionButton option;
+    option.initFrom(&button);
+    const QRect contents =
+        button.style()->subElementRect(QStyle::SE_PushButtonContents, &option, &button);
+    texts.push_back({button.text(), contents.size() - off_centre});
+}
+
+void add(std::vector<PlacedText>& texts, const QComboBox& box)
+{
+    QStyleOptionComboBox option;
+    option.initFrom(&box);
+    const QRect field = box.style()->subControlRect(QStyle::CC_ComboBox, &option,
+                                                    QStyle::SC_ComboBoxEditField, &box);
+    constexpr QSize end_pixels(2, 0); // styles keep one clear at either end
+    for (int index = 0; index < box.count(); ++index)
+        texts.push_back({box.itemText(index), field.size() - end_pixels - off_centre});
+}
+
+/// Moves the text of a label so that its ink is in the middle: centred by the line it would lose the
+/// tails of its letters below the edge.
+void centre_ink(QLabel& label)
+{
+    const QFontMetrics metrics(label.font());
+    const QRect ink = metrics.tightBoundingRect(label.text());
+    const int ink_middle = metrics.ascent() + ink.top() + ink.height() / 2;
+    label.setContentsMargins(0, metrics.height() - 2 * ink_middle, 0, 0);
+}
+
+/// Leaves room at the end of a group box's title: styles measure it in whole pixels, and with some
+/// fonts they cut its last letter.
+class RoomyTitleStyle final : public QProxyStyle
+{
+public:
+    QRect subControlRect(ComplexControl control, const QStyleOptionComplex* option,
+                         SubControl part, const QWidget* widget) const override
+    {
+        const QRect rect = QProxyStyle::subControlRect(control, option, part, widget);
+        const bool is_title = control == CC_GroupBox && part == SC_GroupBoxLabel;
+        return is_title ? rect.adjusted(0, 0, rect.height(), 0) : rect;
+    }
+};
+
+/// Gives the controls, which stand together, the largest common font in which all their texts fit;
+/// their own font if it does.
+template<typename... Controls>
+void fit_together(Controls&... controls)
+{
+    std::vector<PlacedText> texts;
+    (add(texts, controls), ...);
+
+    QFont font = std::get<0>(std::tie(controls...)).font();
+    const auto all_fit = [&] {
+        return std::all_of(texts.begin(), texts.end(),
+                           [&](const PlacedText& placed) { return fits(placed, font); });
+    };
+    if (all_fit())
+        return;
+    for (int size = QFontInfo(font).pixelSize(); size >= smallest_pixel_size; --size) {
+        font.setPixelSize(size);
+        if (all_fit())
+            break;
+    }
+    (controls.setFont(font), ...);
+}
+
+} // namespace
+
+void FitTexts(Ui_MainWindow& form)
+{
+    fit_together(*form.ChooseMetadata, *form.SubmitButton, *form.ViewButton);
+    fit_together(*form.ModName, *form.ModVersion, *form.TagsLabel);
+    fit_together(*form.label, *form.ModVisibility);
+    centre_ink(*form.label);
+    fit_together(*form.ChangePreview);
+
+    auto* const title_style = new RoomyTitleStyle;
+    title_style->setParent(form.groupBox);
+    form.groupBox->setStyle(title_style);
+}

@@ -1,0 +1,116 @@
+#include "app/MainWindow.h"
+
+#include "ui_MainWindow.h"
+
+#include "app/FitText.h"
+#include "widgets/Logger.h"
+#include "workshop/SteamWrapper.h"
+
+#include <QMovie>
+
+namespace {
+
+/// One heartbeat; Steam wants its callbacks pumped some thirty times a second.
+constexpr int heartbeat_ms = 33;
+
+} // namespace
+
+MainWindow* MainWindow::s_Window = nullptr;
+
+MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent), ui(new Ui_MainWindow)
+{
+    s_Window = this;
+    ui->setupUi(this);
+
+    if (Logger::Initialize(ui->OutputLog) && SteamWrapper::GetInstance()->Initialize())
+        Logger::LogMessage(tr("Please choose a mod to upload..."), Logger::Info);
+    else
+        enable_all_ui(false);
+
+    setWindowFlags(Qt::Dialog | Qt::MSWindowsFixedSizeDialogHint);
+    // The flag is only heeded on Windows.
+    setFixedSize(size());
+
+    timer.setInterval(heartbeat_ms);
+    timer.start();
+    connect(&timer, SIGNAL(timeout()), this, SLOT(update()));
+
+    start_loading_movie();
+
+    QPalette preview_colours = ui->ModPreview->palette();
+    preview_colours.setBrush(QPalette::Window, Qt::white);
+    ui->ModPreview->setPalette(preview_colours);
+
+    // A mod's name and version are shown as they are, never as markup.
+    ui->ModName->setTextFormat(Qt::PlainText);
+    ui->ModVersion->setTextFormat(Qt::PlainText);
+
+    fill_tag_list();
+    fill_visibility_box();
+    FitTexts(*ui);
+
+    enable_uploading_ui(false);
+    enable_information_ui(false);
+    enable_viewing_ui(false);
+}
+
+MainWindow::~MainWindow()
+{
+    // Takes the focus from the description editor, which then saves, while everything still stands.
+    hide();
+
+    SteamWrapper::GetInstance()->Shutdown();
+    SteamWrapper::DestroyInstance();
+    Logger::Shutdown();
+    delete ui;
+    delete loading_movie;
+}
+
+MainWindow* MainWindow::GetWindow()
+{
+    return s_Window;
+}
+
+ModParser::ModDescriptor& MainWindow::GetModDescriptor()
+{
+    return mod_descriptor;
+}
+
+void MainWindow::start_loading_movie()
+{
+    loading_movie = new QMovie(QStringLiteral(":/resources/images/loading.gif"));
+    loading_movie->setScaledSize(ui->ModPreview->size() / 2);
+    loading_movie->start();
+}
+
+void MainWindow::fill_tag_list()
+{
+    // These are also the names of the tags on the Workshop.
+    const QString tags[] = {
+        tr("Lua"),        tr("Items"),     tr("Active Items"),      tr("Trinkets"),
+        tr("Pills"),      tr("Cards"),     tr("Pickups"),           tr("Player Characters"),
+        tr("Familiars"),  tr("Babies"),    tr("Rooms"),             tr("Floors"),
+        tr("Enemies"),    tr("Bosses"),    tr("Hazards"),           tr("Challenges"),
+        tr("Tweaks"),     tr("Removals"),  tr("Graphics"),          tr("Shaders"),
+        tr("Sound Effects"), tr("Music"),
+    };
+    for (const QString& tag : tags) {
+        auto* item = new QListWidgetItem(tag, ui->ModTags);
+        item->setFlags(item->flags() | Qt::ItemIsUserCheckable);
+        item->setCheckState(Qt::Unchecked);
+    }
+}
+
+void MainWindow::fill_visibility_box()
+{
+    ui->ModVisibility->addItem(QStringLiteral("Public"));
+    ui->ModVisibility->addItem(QStringLiteral("Friends Only"));
+    ui->ModVisibility->addItem(QStringLiteral("Private"));
+}
+
+void MainWindow::update()
+{
+    SteamWrapper::GetInstance()->Update();
+    forward_upload_progress();
+    reread_changed_metadata();
+}

@@ -1,0 +1,121 @@
+#include "metadata/ModParser.h"
+
+#include <QCoreApplication>
+#include <QDomDocument>
+#include <QFile>
+#include <QFileInfo>
+#include <QRegularExpression>
+
+QString ModParser::s_ParseMetadataResult;
+
+namespace {
+
+QString translated(const char* text)
+{
+    return QCoreApplication::translate("", text);
+}
+
+bool fail(const QString& reason)
+{
+    ModParser::s_ParseMetadataResult = reason;
+    return false;
+}
+
+QString child_text(const QDomElement& root, const QString& name)
+{
+    return root.firstChildElement(name).text();
+}
+
+/// Every element from the first "tag" on that has an "id" counts, whatever its name, up to the first
+/// sibling that is not an element. Files in the wild rely on it.
+QStringList read_tags(const QDomElement& root)
+{
+    const QString id = QStringLiteral("id");
+    QStringList tags;
+    for (QDomElement element = root.firstChildElement(QStringLiteral("tag")); !element.isNull();
+         element = element.nextSibling().toElement()) {
+        if (element.hasAttribute(id))
+            tags << element.attribute(id);
+    }
+    return tags;
+}
+
+void set_if_empty(QString& field, const QString& value)
+{
+    if (field.isEmpty())
+        field = value;
+}
+
+} // namespace
+
+QString ModParser::GetParseMetadataResult()
+{
+    return s_ParseMetadataResult;
+}
+
+bool ModParser::validate_metadata_file(QString path, QDomDocument& document)
+{
+    if (QFileInfo(path).fileName() != QLatin1String("metadata.xml"))
+        return fail(translated("Metadata file not named 'metadata.xml'"));
+
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
+        return fail(translated("Failed to open specified metadata file"));
+
+    QString message;
+    int line = 0;
+    int column = 0;
+    if (!document.setContent(&file, true, &message, &line, &column)) {
+        return fail(translated("Failed to parse specified metadata file: "
+                               "error at line %1, column %2:\n%3")
+                        .arg(QString::number(line), QString::number(column), message));
+    }
+
+    const QString root = QStringLiteral("metadata");
+    if (document.firstChildElement(root).isNull()) {
+        // The wide gap belongs to the text: it was once the indent of a continued source line.
+        return fail(translated("No <%1> tag found in specified metadata file."
+                               "                                             "
+                               "                                          "
+                               "Please see the sample metadata.xml file for reference")
+                        .arg(root));
+    }
+    return true;
+}
+
+bool ModParser::ParseMetadata(QString path, ModDescriptor& descriptor)
+{
+    QDomDocument document;
+    if (!validate_metadata_file(path, document))
+        return false;
+    // Before any field is touched: a mod that is refused leaves the one that is loaded as it is.
+    if (!validate_mod_directory(QFileInfo(path).absolutePath()))
+        return false;
+
+    descriptor.folder_path = path.left(path.lastIndexOf(QLatin1Char('/')));
+
+    const QDomElement root = document.firstChildElement(QStringLiteral("metadata"));
+    descriptor.name = child_text(root, QStringLiteral("name"));
+    descriptor.directory = child_text(root, QStringLiteral("directory"));
+    descriptor.id = child_text(root, QStringLiteral("id"));
+    descriptor.description = child_text(root, QStringLiteral("description"));
+    descriptor.version = child_text(root, QStringLiteral("version"));
+    descriptor.preview_path.clear();
+    descriptor.visibility = child_text(root, QStringLiteral("visibility"));
+    descriptor.tags = read_tags(root);
+
+    const QString folder_name = path.section(QLatin1Char('/'), -2, -2);
+    set_if_empty(descriptor.name, folder_name);
+    set_if_empty(descriptor.directory, folder_name);
+    set_if_empty(descriptor.version, QStringLiteral("1.0"));
+    set_if_empty(descriptor.id, QStringLiteral("0"));
+    set_if_empty(descriptor.visibility, QStringLiteral("Public"));
+
+    descriptor.directory = descriptor.directory.toLower();
+    // After the default: a version made of letters only ends up empty and stays so.
+    descriptor.version.remove(QRegularExpression(QStringLiteral("[^0-9.]")));
+
+    descriptor.SaveMetadata();
+    s_ParseMetadataResult = translated("Success");
+    return true;
+}

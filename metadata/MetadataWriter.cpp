@@ -1,0 +1,100 @@
+#include "metadata/ModParser.h"
+
+#include "app/MainWindow.h"
+
+#include <QCoreApplication>
+#include <QSaveFile>
+#include <QXmlStreamWriter>
+
+#include <algorithm>
+
+namespace {
+
+bool is_xml_character(QChar c)
+{
+    if (c < QLatin1Char(' '))
+        return c == QLatin1Char('\t') || c == QLatin1Char('\n') || c == QLatin1Char('\r');
+    return !c.isSurrogate() && c < QChar(0xFFFE);
+}
+
+/// `text` without the characters that XML 1.0 cannot carry, not even escaped: they would make a file
+/// that can never be read again.
+QString storable(const QString& text)
+{
+    QString result;
+    result.reserve(text.size());
+    for (int i = 0; i < text.size(); ++i) {
+        const bool is_pair = text.at(i).isHighSurrogate() && i + 1 < text.size()
+                             && text.at(i + 1).isLowSurrogate();
+        if (is_pair)
+            result += text.at(i++);
+        if (is_pair || is_xml_character(text.at(i)))
+            result += text.at(i);
+    }
+    return result;
+}
+
+void write_document(const ModParser::ModDescriptor& mod, QIODevice& device)
+{
+    QXmlStreamWriter xml(&device);
+    xml.setAutoFormatting(true);
+    xml.writeStartDocument();
+    xml.writeStartElement(QStringLiteral("metadata"));
+    xml.writeTextElement(QStringLiteral("name"), storable(mod.name));
+    xml.writeTextElement(QStringLiteral("directory"), storable(mod.directory));
+    xml.writeTextElement(QStringLiteral("id"), storable(mod.id));
+    xml.writeTextElement(QStringLiteral("description"), storable(mod.description));
+    xml.writeTextElement(QStringLiteral("version"), storable(mod.version));
+    xml.writeTextElement(QStringLiteral("visibility"), storable(mod.visibility));
+    for (const QString& tag : mod.tags) {
+        xml.writeEmptyElement(QStringLiteral("tag"));
+        xml.writeAttribute(QStringLiteral("id"), storable(tag));
+    }
+    xml.writeEndElement();
+    xml.writeEndDocument();
+}
+
+/// Replaces the file whole or not at all: whatever happens half-way, the old one is still there.
+void save(const ModParser::ModDescriptor& mod)
+{
+    const QString format = QCoreApplication::translate("", "%1/%2");
+    QSaveFile file(format.arg(mod.folder_path, QStringLiteral("metadata.xml")));
+    // Some folders let a file be changed but no new one in.
+    file.setDirectWriteFallback(true);
+    if (!file.open(QIODevice::WriteOnly))
+        return;
+    write_document(mod, file);
+    file.commit();
+}
+
+} // namespace
+
+void ModParser::ModDescriptor::SaveMetadata() const
+{
+    // No folder is not the root of the disk.
+    if (!folder_path.isEmpty())
+        save(*this);
+    if (MainWindow* window = MainWindow::GetWindow())
+        window->NotifyMetadataUpdated();
+}
+
+void ModParser::ModDescriptor::IncrementVersion()
+{
+    modify_version(+1);
+}
+
+void ModParser::ModDescriptor::DecrementVersion()
+{
+    modify_version(-1);
+}
+
+void ModParser::ModDescriptor::modify_version(int delta)
+{
+    const int dot = version.lastIndexOf(QLatin1Char('.'));
+    const qint64 number = version.mid(dot + 1).toInt(); // 0 when it is no number
+    const qint64 changed = std::max<qint64>(0, number + delta);
+    if (dot >= 0)
+        version = version.left(dot + 1) + QString::number(changed);
+    else
+        version = QChar::fromLatin1(static_cast<char>(changed & 0xFF));
+}

@@ -1,0 +1,114 @@
+#include "steam/SteamApi.h"
+
+#include "steam/SteamLibrary.h"
+
+#include <QCoreApplication>
+
+#include <array>
+#include <cstdio>
+
+namespace {
+
+std::optional<SteamFunctions> s_functions;
+SteamContext s_context;
+bool s_started = false;
+bool s_context_filled = false;
+
+/// The length of the reason text that the newer start functions fill in.
+constexpr std::size_t reason_size = 1024;
+
+void report(const QString& problem)
+{
+    std::fprintf(stderr, "%s\n", qPrintable(problem));
+}
+
+bool load_library()
+{
+    // From beside the executable and nowhere else: a library from a search path or from the working
+    // directory could be anybody's.
+    const QString path =
+        QCoreApplication::applicationDirPath() + QLatin1Char('/') + SteamLibraryFileName();
+    QString problem;
+    s_functions = LoadSteamLibrary(path, problem);
+    if (!s_functions)
+        report(problem);
+    return s_functions.has_value();
+}
+
+/// The client looks for the application id in the environment before it tries a file in the working
+/// directory, which may be anywhere. What Steam has set itself stays.
+void name_application(AppId_t app)
+{
+    for (const char* variable : {"SteamAppId", "SteamGameId"}) {
+        if (qEnvironmentVariableIsEmpty(variable))
+            qputenv(variable, QByteArray::number(app));
+    }
+}
+
+bool start(const SteamFunctions& functions)
+{
+    std::array<char, reason_size> reason{};
+    bool started = false;
+    if (functions.SteamAPI_Init)
+        started = functions.SteamAPI_Init();
+    else if (functions.SteamAPI_InitFlat)
+        started = functions.SteamAPI_InitFlat(reason.data()) == 0;
+    else if (functions.SteamInternal_SteamAPI_Init)
+        started = functions.SteamInternal_SteamAPI_Init(nullptr, reason.data()) == 0;
+    else
+        started = functions.SteamAPI_InitSafe();
+
+    if (!started) {
+        reason.back() = '\0';
+        const QString why = QString::fromUtf8(reason.data()).trimmed();
+        report(QStringLiteral("The Steam API did not start: %1")
+                   .arg(why.isEmpty() ? QStringLiteral("the Steam library gave no reason") : why));
+    }
+    return started;
+}
+
+} // namespace
+
+bool SteamApi::Init(AppId_t app)
+{
+    if (!s_functions && !load_library())
+        return false;
+    name_application(app);
+    s_context_filled = false;
+    s_started = start(*s_functions);
+    return s_started;
+}
+
+void SteamApi::RunCallbacks()
+{
+    if (s_functions)
+        s_functions->SteamAPI_RunCallbacks();
+}
+
+void SteamApi::Shutdown()
+{
+    if (s_functions)
+        s_functions->SteamAPI_Shutdown();
+    s_started = false;
+    s_context_filled = false;
+    s_context = SteamContext{};
+}
+
+const SteamContext& SteamApi::Context()
+{
+    if (s_started && !s_context_filled)
+        s_context_filled = FillSteamContext(*s_functions, s_context);
+    return s_context;
+}
+
+void SteamApi::RegisterCallResult(CallResultBase* holder, SteamAPICall_t call)
+{
+    if (s_functions)
+        s_functions->SteamAPI_RegisterCallResult(holder, call);
+}
+
+void SteamApi::UnregisterCallResult(CallResultBase* holder, SteamAPICall_t call)
+{
+    if (s_functions)
+        s_functions->SteamAPI_UnregisterCallResult(holder, call);
+}

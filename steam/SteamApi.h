@@ -1,0 +1,36 @@
+#pragma once
+
+#include "steam/SteamContext.h"
+#include "steam/SteamTypes.h"
+
+class CallResultBase;
+
+/// The Steam API as the program sees it: the library beside the executable, loaded at the first
+/// start. GUI thread only. Without a loaded library every operation does nothing.
+namespace SteamApi {
+
+/// Loads the library if that has not been done, names the application `app` to the Steam client and
+/// starts the API. Returns false, with one line on standard error, when the library is missing or
+/// unusable or the start fails. May be called again after a failure or after `Shutdown`.
+bool Init(AppId_t app);
+
+/// Lets Steam work; answers that have arrived are delivered from inside this call.
+void RunCallbacks();
+
+/// Stops the API; harmless when it is not running. Every interface pointer is dead afterwards, but
+/// registrations survive: a holder that is still armed must unregister itself.
+void Shutdown();
+
+/// The interface pointers, all null while the API is not running. Filled on first use after a
+/// start; never keep a pointer from it across `Shutdown`.
+const SteamContext& Context();
+
+/// Has the answer to `call` delivered to `holder`. The library keeps the bare pointer until it has
+/// delivered or `UnregisterCallResult` is called.
+void RegisterCallResult(CallResultBase* holder, SteamAPICall_t call);
+
+/// Takes a registration back. Never from inside the delivery of that very call: the library drops
+/// the registration itself there and would crash.
+void UnregisterCallResult(CallResultBase* holder, SteamAPICall_t call);
+
+} // namespace SteamApi

@@ -1,0 +1,77 @@
+#include "Support.h"
+
+#include "steam/SteamLibrary.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QRegularExpression>
+
+void write_file(const QString& path, const QByteArray& bytes)
+{
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
+        qFatal("cannot write %s", qPrintable(path));
+}
+
+QByteArray read_file(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QByteArray metadata(const QByteArray& body)
+{
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<metadata>" + body + "</metadata>\n";
+}
+
+Practice::Practice()
+    : library(QCoreApplication::applicationDirPath() + '/' + SteamLibraryFileName())
+{
+    qputenv("PRACTICE_WORKSHOP_DIR", QFile::encodeName(store()));
+    resolve<void (*)()>("PracticeWorkshop_Reset")();
+}
+
+template<typename Function>
+Function Practice::resolve(const char* name)
+{
+    const QFunctionPointer function = library.resolve(name);
+    if (!function)
+        qFatal("the Practice Workshop has no %s", name);
+    return reinterpret_cast<Function>(function);
+}
+
+bool Practice::tell(const QByteArray& json)
+{
+    return resolve<int (*)(const char*)>("PracticeWorkshop_Control")(json.constData()) == 1;
+}
+
+QStringList Practice::journal()
+{
+    const char* text = resolve<const char* (*)()>("PracticeWorkshop_Journal")();
+    return QString::fromUtf8(text).split('\n', Qt::SkipEmptyParts);
+}
+
+QString Practice::conversation()
+{
+    QStringList lines = journal();
+    const int last_fetched = lines.lastIndexOf(QRegularExpression("^ISteamClient::.*"));
+    return lines.mid(last_fetched + 1).join('\n');
+}
+
+void Practice::forget()
+{
+    resolve<void (*)()>("PracticeWorkshop_ClearJournal")();
+}
+
+int Practice::mistakes()
+{
+    return resolve<int (*)()>("PracticeWorkshop_Mistakes")();
+}
+
+int Practice::live_registrations()
+{
+    return resolve<int (*)()>("PracticeWorkshop_LiveRegistrations")();
+}

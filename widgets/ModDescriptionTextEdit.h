@@ -1,0 +1,17 @@
+#pragma once
+
+#include "widgets/PromptedTextEdit.h"
+
+/// The editor of the mod's description. A changed text is stored in the loaded mod and saved as
+/// soon as the editor loses the focus.
+class ModDescriptionTextEdit : public PromptedTextEdit
+{
+    Q_OBJECT
+
+public:
+    explicit ModDescriptionTextEdit(QWidget* parent);
+
+protected:
+    const QString& prompt() const override;
+    void focusOutEvent(QFocusEvent* e) override;
+};
