@@ -23,14 +23,11 @@ struct PlacedText
     QSize room;
 };
 
-/// Whether all of `placed` can be seen. The height of a line may exceed the room as long as the ink of
-/// its letters does not.
+/// Whether the whole line of `placed` has room, above and below its letters too.
 bool fits(const PlacedText& placed, const QFont& font)
 {
-    const QFontMetrics metrics(font);
-    const QRect ink = metrics.tightBoundingRect(placed.text);
-    const int width = std::max(metrics.horizontalAdvance(placed.text), ink.right() + 1);
-    return width <= placed.room.width() && ink.height() <= placed.room.height();
+    const QSizeF line = QFontMetricsF(font).size(Qt::TextSingleLine, placed.text);
+    return line.width() <= placed.room.width() && line.height() <= placed.room.height();
 }
 
 void add(std::vector<PlacedText>& texts, const QLabel& label)
@@ -38,16 +35,13 @@ void add(std::vector<PlacedText>& texts, const QLabel& label)
     texts.push_back({label.text(), label.size()});
 }
 
-// Buttons and boxes centre the line and not its ink, which takes some pixels more.
-constexpr QSize off_centre(0, 4);
-
 void add(std::vector<PlacedText>& texts, const QPushButton& button)
 {
     QStyleOptionButton option;
     option.initFrom(&button);
     const QRect contents =
         button.style()->subElementRect(QStyle::SE_PushButtonContents, &option, &button);
-    texts.push_back({button.text(), contents.size() - off_centre});
+    texts.push_back({button.text(), contents.size()});
 }
 
 void add(std::vector<PlacedText>& texts, const QComboBox& box)
@@ -58,17 +52,7 @@ void add(std::vector<PlacedText>& texts, const QComboBox& box)
                                                     QStyle::SC_ComboBoxEditField, &box);
     constexpr QSize end_pixels(2, 0); // styles keep one clear at either end
     for (int index = 0; index < box.count(); ++index)
-        texts.push_back({box.itemText(index), field.size() - end_pixels - off_centre});
-}
-
-/// Moves the text of a label so that its ink is in the middle: centred by the line it would lose the
-/// tails of its letters below the edge.
-void centre_ink(QLabel& label)
-{
-    const QFontMetrics metrics(label.font());
-    const QRect ink = metrics.tightBoundingRect(label.text());
-    const int ink_middle = metrics.ascent() + ink.top() + ink.height() / 2;
-    label.setContentsMargins(0, metrics.height() - 2 * ink_middle, 0, 0);
+        texts.push_back({box.itemText(index), field.size() - end_pixels});
 }
 
 /// Leaves room at the end of a group box's title: styles measure it in whole pixels, and with some
@@ -76,8 +60,8 @@ void centre_ink(QLabel& label)
 class RoomyTitleStyle final : public QProxyStyle
 {
 public:
-    QRect subControlRect(ComplexControl control, const QStyleOptionComplex* option,
-                         SubControl part, const QWidget* widget) const override
+    QRect subControlRect(ComplexControl control, const QStyleOptionComplex* option, SubControl part,
+                         const QWidget* widget) const override
     {
         const QRect rect = QProxyStyle::subControlRect(control, option, part, widget);
         const bool is_title = control == CC_GroupBox && part == SC_GroupBoxLabel;
@@ -114,8 +98,8 @@ void FitTexts(Ui_MainWindow& form)
 {
     fit_together(*form.ChooseMetadata, *form.SubmitButton, *form.ViewButton);
     fit_together(*form.ModName, *form.ModVersion, *form.TagsLabel);
-    fit_together(*form.label, *form.ModVisibility);
-    centre_ink(*form.label);
+    fit_together(*form.label);
+    fit_together(*form.ModVisibility);
     fit_together(*form.ChangePreview);
 
     auto* const title_style = new RoomyTitleStyle;

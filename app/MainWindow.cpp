@@ -87,11 +87,10 @@ void MainWindow::fill_tag_list()
 {
     // These are also the names of the tags on the Workshop.
     const QString tags[] = {
-        tr("Lua"),        tr("Items"),     tr("Active Items"),      tr("Trinkets"),
-        tr("Pills"),      tr("Cards"),     tr("Pickups"),           tr("Player Characters"),
-        tr("Familiars"),  tr("Babies"),    tr("Rooms"),             tr("Floors"),
-        tr("Enemies"),    tr("Bosses"),    tr("Hazards"),           tr("Challenges"),
-        tr("Tweaks"),     tr("Removals"),  tr("Graphics"),          tr("Shaders"),
+        tr("Lua"),           tr("Items"),   tr("Active Items"),      tr("Trinkets"),  tr("Pills"),
+        tr("Cards"),         tr("Pickups"), tr("Player Characters"), tr("Familiars"), tr("Babies"),
+        tr("Rooms"),         tr("Floors"),  tr("Enemies"),           tr("Bosses"),    tr("Hazards"),
+        tr("Challenges"),    tr("Tweaks"),  tr("Removals"),          tr("Graphics"),  tr("Shaders"),
         tr("Sound Effects"), tr("Music"),
     };
     for (const QString& tag : tags) {

@@ -47,9 +47,9 @@ public:
     void enable_viewing_ui(bool enable);
     void enable_processing_ui(bool enable);
 
-    /// Reads the metadata file at `path` (absolute, "/" separators), reports in the log with `action`
-    /// as the verb, and shows the mod. A file that cannot be read locks the controls and leaves the
-    /// mod that was loaded before.
+    /// Reads the metadata file at `path` (absolute, "/" separators), reports in the log with
+    /// `action` as the verb, and shows the mod. A file that cannot be read locks the controls and
+    /// leaves the mod that was loaded before.
     void process_metadata_file(const QString& path, const QString& action);
 
 private slots:

@@ -17,8 +17,8 @@
 
 namespace {
 
-/// The first URL whose text ends with the name of the metadata file, an empty one if none does. Only
-/// the end counts here; the reader checks the whole file name and says what is wrong with it.
+/// The first URL whose text ends with the name of the metadata file, an empty one if none does.
+/// Only the end counts here; the reader checks the whole file name and says what is wrong with it.
 QUrl find_metadata_url(const QMimeData& data)
 {
     const QList<QUrl> urls = data.urls();
@@ -97,8 +97,8 @@ void MainWindow::forward_upload_progress()
         upload_dialog->UpdateProgress(progress);
 }
 
-/// Reads the loaded file again when something else has changed it. Always the last mod that was read
-/// successfully is watched; a file that has disappeared has no time and counts as unchanged.
+/// Reads the loaded file again when something else has changed it. Always the last mod that was
+/// read successfully is watched; a file that has disappeared has no time and counts as unchanged.
 void MainWindow::reread_changed_metadata()
 {
     if (mod_descriptor.folder_path.isEmpty())

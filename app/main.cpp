@@ -9,8 +9,7 @@ QIcon program_icon()
 {
     QIcon icon;
     for (const int size : {16, 24, 32, 48, 64, 128, 256}) {
-        icon.addFile(
-            QStringLiteral(":/resources/icons/tarnwick-mod-uploader-%1.png").arg(size));
+        icon.addFile(QStringLiteral(":/resources/icons/tarnwick-mod-uploader-%1.png").arg(size));
     }
     return icon;
 }

@@ -26,8 +26,8 @@ QString child_text(const QDomElement& root, const QString& name)
     return root.firstChildElement(name).text();
 }
 
-/// Every element from the first "tag" on that has an "id" counts, whatever its name, up to the first
-/// sibling that is not an element. Files in the wild rely on it.
+/// Every element from the first "tag" on that has an "id" counts, whatever its name, up to the
+/// first sibling that is not an element. Files in the wild rely on it.
 QStringList read_tags(const QDomElement& root)
 {
     const QString id = QStringLiteral("id");

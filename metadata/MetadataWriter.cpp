@@ -17,15 +17,15 @@ bool is_xml_character(QChar c)
     return !c.isSurrogate() && c < QChar(0xFFFE);
 }
 
-/// `text` without the characters that XML 1.0 cannot carry, not even escaped: they would make a file
-/// that can never be read again.
+/// `text` without the characters that XML 1.0 cannot carry, not even escaped: they would make a
+/// file that can never be read again.
 QString storable(const QString& text)
 {
     QString result;
     result.reserve(text.size());
     for (int i = 0; i < text.size(); ++i) {
-        const bool is_pair = text.at(i).isHighSurrogate() && i + 1 < text.size()
-                             && text.at(i + 1).isLowSurrogate();
+        const bool is_pair =
+            text.at(i).isHighSurrogate() && i + 1 < text.size() && text.at(i + 1).isLowSurrogate();
         if (is_pair)
             result += text.at(i++);
         if (is_pair || is_xml_character(text.at(i)))

@@ -5,8 +5,8 @@
 
 class QDomDocument;
 
-/// A mod's metadata: the record in memory, the file "metadata.xml", and the check of the mod folder.
-/// GUI thread only.
+/// A mod's metadata: the record in memory, the file "metadata.xml", and the check of the mod
+/// folder. GUI thread only.
 namespace ModParser {
 
 /// One mod. A plain value; a default-constructed one has every text empty and no tags.

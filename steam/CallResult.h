@@ -45,7 +45,8 @@ private:
 #pragma GCC diagnostic pop
 #endif
 
-/// Receives the answer to one asynchronous Steam call and hands it to a member function of `Target`.
+/// Receives the answer to one asynchronous Steam call and hands it to a member function of
+/// `Target`.
 ///
 /// GUI thread only. The holder fires once, from inside `SteamApi::RunCallbacks`; it must live at a
 /// fixed address while it is armed and unregisters itself when it dies armed.
@@ -53,7 +54,8 @@ template<class Target, class Result>
 class CCallResult final : public CallResultBase
 {
 public:
-    /// `result` is only valid during the call; on an I/O failure its contents are not to be trusted.
+    /// `result` is only valid during the call; on an I/O failure its contents are not to be
+    /// trusted.
     using Handler = void (Target::*)(Result* result, bool io_failure);
 
     CCallResult() : CallResultBase(Result::k_iCallback) {}

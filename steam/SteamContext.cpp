@@ -38,8 +38,8 @@ bool FillSteamContext(const SteamFunctions& functions, SteamContext& context)
     context.UnifiedMessages =
         client->GetISteamUnifiedMessages(user, pipe, "STEAMUNIFIEDMESSAGES_INTERFACE_VERSION001");
     context.Controller = client->GetISteamController(user, pipe, "SteamController004");
-    context.UGC = static_cast<ISteamUGC*>(
-        client->GetISteamUGC(user, pipe, "STEAMUGC_INTERFACE_VERSION009"));
+    context.UGC =
+        static_cast<ISteamUGC*>(client->GetISteamUGC(user, pipe, "STEAMUGC_INTERFACE_VERSION009"));
     context.AppList = client->GetISteamAppList(user, pipe, "STEAMAPPLIST_INTERFACE_VERSION001");
     context.Music = client->GetISteamMusic(user, pipe, "STEAMMUSIC_INTERFACE_VERSION001");
     context.MusicRemote =

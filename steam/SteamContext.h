@@ -32,6 +32,6 @@ struct SteamContext
     void* Video = nullptr;
 };
 
-/// Asks Steam for every interface. Returns false, having asked for nothing, while Steam gives out no
-/// pipe (it was not started).
+/// Asks Steam for every interface. Returns false, having asked for nothing, while Steam gives out
+/// no pipe (it was not started).
 bool FillSteamContext(const SteamFunctions& functions, SteamContext& context);

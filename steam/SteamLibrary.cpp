@@ -52,8 +52,8 @@ QStringList resolve_all(QLibrary& library, SteamFunctions& functions)
     return missing;
 }
 
-/// Whether the file is an ELF library whose end is missing, as a copy that was interrupted leaves it.
-/// The system's loader maps such a file without a look at its size and takes the process down.
+/// Whether the file is an ELF library whose end is missing, as a copy that was interrupted leaves
+/// it. The system's loader maps such a file without a look at its size and takes the process down.
 bool is_cut_short(const QString& path)
 {
     QFile file(path);
@@ -66,7 +66,9 @@ bool is_cut_short(const QString& path)
             std::memcpy(&value, bytes.constData() + offset, static_cast<std::size_t>(size));
         return qFromLittleEndian(value);
     };
-    if (!bytes.startsWith(QByteArray("\x7F" "ELF" "\x02\x01"))) // 64 bits, little-endian
+    if (!bytes.startsWith(QByteArray("\x7F"
+                                     "ELF"
+                                     "\x02\x01"))) // 64 bits, little-endian
         return false;
 
     // Offsets of the ELF format: the place, size and number of the program headers, and in each the

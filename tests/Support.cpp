@@ -6,7 +6,9 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QPlainTextEdit>
 #include <QRegularExpression>
+#include <QTextBlock>
 
 void write_file(const QString& path, const QByteArray& bytes)
 {
@@ -74,4 +76,19 @@ int Practice::mistakes()
 int Practice::live_registrations()
 {
     return resolve<int (*)()>("PracticeWorkshop_LiveRegistrations")();
+}
+
+QStringList log_of(const QWidget& window)
+{
+    const auto* pane = window.findChild<QPlainTextEdit*>("OutputLog");
+    QStringList lines;
+    for (QTextBlock block = pane->document()->begin(); block.isValid(); block = block.next()) {
+        const QTextCharFormat format =
+            block.begin().atEnd() ? block.charFormat() : block.begin().fragment().charFormat();
+        QString text = block.text();
+        text.replace(QChar::LineSeparator, " | ");
+        text.replace(QChar::Nbsp, '_');
+        lines << format.foreground().color().name() + ' ' + text;
+    }
+    return lines;
 }

@@ -47,3 +47,9 @@ private:
     QTemporaryDir store_folder;
     QLibrary library;
 };
+
+class QWidget;
+
+/// The lines of the window's log, each as its colour, a blank and its text; line breaks inside a
+/// line as " | ".
+QStringList log_of(const QWidget& window);

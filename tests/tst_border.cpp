@@ -12,8 +12,9 @@
 
 namespace {
 
-/// The place of a virtual method in its table. A pointer to a virtual member holds one more than the
-/// offset in bytes in the ABI that all compilers but Microsoft's share (on ARM the offset itself).
+/// The place of a virtual method in its table. A pointer to a virtual member holds one more than
+/// the offset in bytes in the ABI that all compilers but Microsoft's share (on ARM the offset
+/// itself).
 template<typename Method>
 int slot_of(Method method)
 {
@@ -30,8 +31,14 @@ struct Slot
     int wanted;
 };
 
-#define CLIENT(name, slot) {#name, slot_of(&ISteamClient::name), slot}
-#define UGC(name, slot) {#name, slot_of(&ISteamUGC::name), slot}
+#define CLIENT(name, slot)                                                                         \
+    {                                                                                              \
+#name, slot_of(&ISteamClient::name), slot                                                  \
+    }
+#define UGC(name, slot)                                                                            \
+    {                                                                                              \
+#name, slot_of(&ISteamUGC::name), slot                                                     \
+    }
 
 /// A receiver that keeps a copy of what it was given.
 struct Receiver
@@ -83,31 +90,65 @@ void tst_border::interfaces_have_every_method_in_its_slot()
     QSKIP("a pointer to member tells no slot with this compiler");
 #endif
     const Slot slots_used[] = {
-        CLIENT(CreateSteamPipe, 0), CLIENT(BReleaseSteamPipe, 1), CLIENT(ConnectToGlobalUser, 2),
-        CLIENT(CreateLocalUser, 3), CLIENT(ReleaseUser, 4), CLIENT(GetISteamUser, 5),
-        CLIENT(GetISteamGameServer, 6), CLIENT(SetLocalIPBinding, 7), CLIENT(GetISteamFriends, 8),
-        CLIENT(GetISteamUtils, 9), CLIENT(GetISteamMatchmaking, 10),
-        CLIENT(GetISteamMatchmakingServers, 11), CLIENT(GetISteamGenericInterface, 12),
-        CLIENT(GetISteamUserStats, 13), CLIENT(GetISteamGameServerStats, 14),
-        CLIENT(GetISteamApps, 15), CLIENT(GetISteamNetworking, 16),
-        CLIENT(GetISteamRemoteStorage, 17), CLIENT(GetISteamScreenshots, 18), CLIENT(RunFrame, 19),
-        CLIENT(GetIPCCallCount, 20), CLIENT(SetWarningMessageHook, 21),
-        CLIENT(BShutdownIfAllPipesClosed, 22), CLIENT(GetISteamHTTP, 23),
-        CLIENT(GetISteamUnifiedMessages, 24), CLIENT(GetISteamController, 25),
-        CLIENT(GetISteamUGC, 26), CLIENT(GetISteamAppList, 27), CLIENT(GetISteamMusic, 28),
-        CLIENT(GetISteamMusicRemote, 29), CLIENT(GetISteamHTMLSurface, 30),
-        CLIENT(SetPostAPIResultInProcess, 31), CLIENT(RemovePostAPIResultInProcess, 32),
-        CLIENT(SetCheckCallbackRegisteredInProcess, 33), CLIENT(GetISteamInventory, 34),
+        CLIENT(CreateSteamPipe, 0),
+        CLIENT(BReleaseSteamPipe, 1),
+        CLIENT(ConnectToGlobalUser, 2),
+        CLIENT(CreateLocalUser, 3),
+        CLIENT(ReleaseUser, 4),
+        CLIENT(GetISteamUser, 5),
+        CLIENT(GetISteamGameServer, 6),
+        CLIENT(SetLocalIPBinding, 7),
+        CLIENT(GetISteamFriends, 8),
+        CLIENT(GetISteamUtils, 9),
+        CLIENT(GetISteamMatchmaking, 10),
+        CLIENT(GetISteamMatchmakingServers, 11),
+        CLIENT(GetISteamGenericInterface, 12),
+        CLIENT(GetISteamUserStats, 13),
+        CLIENT(GetISteamGameServerStats, 14),
+        CLIENT(GetISteamApps, 15),
+        CLIENT(GetISteamNetworking, 16),
+        CLIENT(GetISteamRemoteStorage, 17),
+        CLIENT(GetISteamScreenshots, 18),
+        CLIENT(RunFrame, 19),
+        CLIENT(GetIPCCallCount, 20),
+        CLIENT(SetWarningMessageHook, 21),
+        CLIENT(BShutdownIfAllPipesClosed, 22),
+        CLIENT(GetISteamHTTP, 23),
+        CLIENT(GetISteamUnifiedMessages, 24),
+        CLIENT(GetISteamController, 25),
+        CLIENT(GetISteamUGC, 26),
+        CLIENT(GetISteamAppList, 27),
+        CLIENT(GetISteamMusic, 28),
+        CLIENT(GetISteamMusicRemote, 29),
+        CLIENT(GetISteamHTMLSurface, 30),
+        CLIENT(SetPostAPIResultInProcess, 31),
+        CLIENT(RemovePostAPIResultInProcess, 32),
+        CLIENT(SetCheckCallbackRegisteredInProcess, 33),
+        CLIENT(GetISteamInventory, 34),
         CLIENT(GetISteamVideo, 35),
 
-        UGC(CreateQueryUserUGCRequest, 0), UGC(CreateQueryUGCDetailsRequest, 2),
-        UGC(SendQueryUGCRequest, 3), UGC(GetQueryUGCPreviewURL, 5), UGC(GetQueryUGCKeyValueTag, 12),
-        UGC(ReleaseQueryUGCRequest, 13), UGC(SetLanguage, 23), UGC(SetCloudFileNameFilter, 25),
-        UGC(RequestUGCDetails, 30), UGC(CreateItem, 31), UGC(StartItemUpdate, 32),
-        UGC(SetItemTitle, 33), UGC(SetItemDescription, 34), UGC(SetItemUpdateLanguage, 35),
-        UGC(SetItemMetadata, 36), UGC(SetItemVisibility, 37), UGC(SetItemTags, 38),
-        UGC(SetItemContent, 39), UGC(SetItemPreview, 40), UGC(RemoveItemPreview, 47),
-        UGC(SubmitItemUpdate, 48), UGC(GetItemUpdateProgress, 49),
+        UGC(CreateQueryUserUGCRequest, 0),
+        UGC(CreateQueryUGCDetailsRequest, 2),
+        UGC(SendQueryUGCRequest, 3),
+        UGC(GetQueryUGCPreviewURL, 5),
+        UGC(GetQueryUGCKeyValueTag, 12),
+        UGC(ReleaseQueryUGCRequest, 13),
+        UGC(SetLanguage, 23),
+        UGC(SetCloudFileNameFilter, 25),
+        UGC(RequestUGCDetails, 30),
+        UGC(CreateItem, 31),
+        UGC(StartItemUpdate, 32),
+        UGC(SetItemTitle, 33),
+        UGC(SetItemDescription, 34),
+        UGC(SetItemUpdateLanguage, 35),
+        UGC(SetItemMetadata, 36),
+        UGC(SetItemVisibility, 37),
+        UGC(SetItemTags, 38),
+        UGC(SetItemContent, 39),
+        UGC(SetItemPreview, 40),
+        UGC(RemoveItemPreview, 47),
+        UGC(SubmitItemUpdate, 48),
+        UGC(GetItemUpdateProgress, 49),
     };
     for (const Slot& slot : slots_used)
         QVERIFY2(slot.found == slot.wanted, slot.name);
@@ -197,11 +238,14 @@ void tst_border::refuses_unusable_libraries_data()
 #endif
     QTest::newRow("unresolved dependency")
         << read_file(UNRESOLVED_LIBRARY) << QStringList{"cannot be loaded", "nobody_has_this"};
-    QTest::newRow("most functions missing")
-        << read_file(INCOMPLETE_LIBRARY)
-        << QStringList{"SteamAPI_Init (or", "SteamAPI_Shutdown", "SteamAPI_RegisterCallResult",
-                       "SteamAPI_UnregisterCallResult", "SteamAPI_GetHSteamUser",
-                       "SteamAPI_GetHSteamPipe", "SteamInternal_CreateInterface"};
+    QTest::newRow("most functions missing") << read_file(INCOMPLETE_LIBRARY)
+                                            << QStringList{"SteamAPI_Init (or",
+                                                           "SteamAPI_Shutdown",
+                                                           "SteamAPI_RegisterCallResult",
+                                                           "SteamAPI_UnregisterCallResult",
+                                                           "SteamAPI_GetHSteamUser",
+                                                           "SteamAPI_GetHSteamPipe",
+                                                           "SteamInternal_CreateInterface"};
 }
 
 void tst_border::refuses_unusable_libraries()

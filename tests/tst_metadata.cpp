@@ -114,8 +114,8 @@ void tst_metadata::reads_and_fills_in_data()
         {"MyMod", "mymod", "0", "ab<c>", "1.0", "Public", ""});
     row("blanks between entities", "<description>&lt; &amp; &gt;</description>",
         {"MyMod", "mymod", "0", "< & >", "1.0", "Public", ""});
-    row("in the default namespace",
-        "<name xmlns='urn:x'>N</name>", {"N", "mymod", "0", "", "1.0", "Public", ""});
+    row("in the default namespace", "<name xmlns='urn:x'>N</name>",
+        {"N", "mymod", "0", "", "1.0", "Public", ""});
 
     row("tags in order, duplicates kept", "<tag id='B'/><tag id='A'/><tag id='B'/>",
         with_tags("B | A | B"));
@@ -160,10 +160,11 @@ void tst_metadata::refuses_with_the_reason_and_changes_nothing_data()
     QTest::newRow("longer name") << "oldmetadata.xml" << full_file << not_named;
     QTest::newRow("no file") << "metadata.xml" << QByteArray()
                              << "Failed to open specified metadata file";
-    QTest::newRow("other root")
-        << "metadata.xml" << QByteArray("<mod/>")
-        << QString("No <metadata> tag found in specified metadata file." + QString(87, ' ')
-                   + "Please see the sample metadata.xml file for reference");
+    QTest::newRow("other root") << "metadata.xml" << QByteArray("<mod/>")
+                                << QString(
+                                       "No <metadata> tag found in specified metadata file."
+                                       + QString(87, ' ')
+                                       + "Please see the sample metadata.xml file for reference");
     QTest::newRow("not closed")
         << "metadata.xml" << QByteArray("<metadata>\n  <name>x</nam>\n</metadata>")
         << "Failed to parse specified metadata file: error at line 2, column 15:\n"
@@ -281,22 +282,39 @@ void tst_metadata::changes_the_last_number_of_a_version_data()
     QTest::addColumn<QString>("raised");
     QTest::addColumn<QString>("lowered");
 
-    QTest::newRow("plain") << "1.0" << "1.1" << "1.0";
-    QTest::newRow("carries nothing over") << "1.9" << "1.10" << "1.8";
-    QTest::newRow("two digits") << "1.10" << "1.11" << "1.9";
-    QTest::newRow("leading zeros are lost") << "1.05" << "1.6" << "1.4";
-    QTest::newRow("only the last part") << "1.2.3" << "1.2.4" << "1.2.2";
-    QTest::newRow("trailing dot") << "1." << "1.1" << "1.0";
-    QTest::newRow("no number counts as 0") << "1.x" << "1.1" << "1.0";
-    QTest::newRow("too large counts as 0") << "1.2147483648" << "1.1" << "1.0";
-    QTest::newRow("the largest does not wrap") << "1.2147483647" << "1.2147483648"
+    QTest::newRow("plain") << "1.0"
+                           << "1.1"
+                           << "1.0";
+    QTest::newRow("carries nothing over") << "1.9"
+                                          << "1.10"
+                                          << "1.8";
+    QTest::newRow("two digits") << "1.10"
+                                << "1.11"
+                                << "1.9";
+    QTest::newRow("leading zeros are lost") << "1.05"
+                                            << "1.6"
+                                            << "1.4";
+    QTest::newRow("only the last part") << "1.2.3"
+                                        << "1.2.4"
+                                        << "1.2.2";
+    QTest::newRow("trailing dot") << "1."
+                                  << "1.1"
+                                  << "1.0";
+    QTest::newRow("no number counts as 0") << "1.x"
+                                           << "1.1"
+                                           << "1.0";
+    QTest::newRow("too large counts as 0") << "1.2147483648"
+                                           << "1.1"
+                                           << "1.0";
+    QTest::newRow("the largest does not wrap") << "1.2147483647"
+                                               << "1.2147483648"
                                                << "1.2147483646";
     QTest::newRow("no dot becomes a character") << "7" << QString(QChar(8)) << QString(QChar(6));
-    QTest::newRow("its low byte as Latin-1") << "488" << QString(QChar(0xE9))
-                                             << QString(QChar(0xE7));
+    QTest::newRow("its low byte as Latin-1")
+        << "488" << QString(QChar(0xE9)) << QString(QChar(0xE7));
     QTest::newRow("empty") << "" << QString(QChar(1)) << QString(QChar(0));
-    QTest::newRow("a control character") << QString(QChar(4)) << QString(QChar(1))
-                                         << QString(QChar(0));
+    QTest::newRow("a control character")
+        << QString(QChar(4)) << QString(QChar(1)) << QString(QChar(0));
 }
 
 void tst_metadata::changes_the_last_number_of_a_version()
@@ -321,13 +339,13 @@ void tst_metadata::finds_forbidden_files_data()
     QTest::newRow("each suffix, at any depth")
         << QStringList{"plugin.dll", "sub/tool.exe", "sub/deep/er/lib.so"}
         << QStringList{"MyMod/plugin.dll", "MyMod/sub/deep/er/lib.so", "MyMod/sub/tool.exe"};
-    QTest::newRow("only the last suffix") << QStringList{"a.tar.dll"}
-                                          << QStringList{"MyMod/a.tar.dll"};
+    QTest::newRow("only the last suffix")
+        << QStringList{"a.tar.dll"} << QStringList{"MyMod/a.tar.dll"};
     QTest::newRow("a bundle and what is in it")
         << QStringList{"Foo.app/Contents/MacOS/foo.so"}
         << QStringList{"MyMod/Foo.app", "MyMod/Foo.app/Contents/MacOS/foo.so"};
-    QTest::newRow("nothing but a suffix") << QStringList{"sub/x..exe"}
-                                          << QStringList{"MyMod/sub/x..exe"};
+    QTest::newRow("nothing but a suffix")
+        << QStringList{"sub/x..exe"} << QStringList{"MyMod/sub/x..exe"};
     QTest::newRow("placeholders and markup as they are")
         << QStringList{"%1 <b>'&.exe"} << QStringList{"MyMod/%1 <b>'&.exe"};
 }

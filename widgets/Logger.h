@@ -9,7 +9,7 @@ class QPlainTextEdit;
 class Logger
 {
 public:
-    enum eMessageType {
+    enum eMessageType : unsigned {
         Info,    ///< black: progress and prompts
         Success, ///< green: completed steps
         Warning, ///< olive: advice that needs attention

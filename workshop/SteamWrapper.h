@@ -56,14 +56,14 @@ public:
     void Update();
     void Shutdown();
 
-    /// Uploads `mod` with `changeNotes`, creating the Workshop item first if `mod` has none. Returns
-    /// at once; `callback` runs once Steam has answered, from inside `Update`. A call that Steam does
-    /// not accept is never answered.
+    /// Uploads `mod` with `changeNotes`, creating the Workshop item first if `mod` has none.
+    /// Returns at once; `callback` runs once Steam has answered, from inside `Update`. A call that
+    /// Steam does not accept is never answered.
     void UploadMod(const ModParser::ModDescriptor& mod, const QString& changeNotes,
                    void (*callback)(bool success, void* user), void* user);
 
-    /// Progress of the upload in tenths, 0 to 10; 0 while Steam knows no figures, -1 while no item is
-    /// being updated.
+    /// Progress of the upload in tenths, 0 to 10; 0 while Steam knows no figures, -1 while no item
+    /// is being updated.
     int GetUploadModProgress();
 
     /// Fetches the preview picture of `mod`'s Workshop item. Returns false, doing nothing, when

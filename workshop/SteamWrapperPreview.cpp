@@ -18,7 +18,8 @@ std::array<char, 4096> s_preview_url;
 /// Marks a request as a preview download, with the value 0. A request without it reads as 0 too.
 constexpr auto kind_attribute = QNetworkRequest::User;
 /// Which preview request a download belongs to, so that a late one is not taken for the newest.
-constexpr auto generation_attribute = static_cast<QNetworkRequest::Attribute>(QNetworkRequest::User + 1);
+constexpr auto generation_attribute =
+    static_cast<QNetworkRequest::Attribute>(QNetworkRequest::User + 1);
 
 /// The Workshop takes previews of less than 1 MiB; whatever sends much more is no preview.
 constexpr qint64 max_preview_bytes = 8 * 1024 * 1024;
