@@ -1,0 +1,59 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+
+#if defined(_WIN32) && !defined(_WIN64)
+// Methods get their object in a register there, which plain functions cannot imitate portably.
+#error "The Practice Workshop cannot stand in for a 32-bit Windows library."
+#endif
+
+namespace practice {
+
+// An interface as the caller sees it: the address of a table of functions, which all get the
+// object as their first argument. What follows the address is our own.
+struct Interface
+{
+    const void* const* table = nullptr;
+    const char* name = "";
+    unsigned start = 0; // the start of the library that it was handed out in
+};
+
+// The interface of this start. Objects of former starts stay, so that their use can be told.
+Interface* InterfaceOfThisStart(const char* name, const void* const* table);
+
+// False, and the caller's mistake, when the library is not started or was started anew since.
+bool InUse(const Interface* object, const char* method);
+
+std::uint64_t NotRehearsed(const Interface* object, std::size_t slot);
+
+template<std::size_t Slot>
+std::uint64_t UnrehearsedSlot(Interface* object) noexcept
+{
+    return NotRehearsed(object, Slot);
+}
+
+template<std::size_t... Slots>
+std::array<const void*, sizeof...(Slots)> UnrehearsedSlots(std::index_sequence<Slots...>)
+{
+    return {reinterpret_cast<const void*>(&UnrehearsedSlot<Slots>)...};
+}
+
+// A table in which every slot is there, and says that it is not rehearsed.
+template<std::size_t Size>
+std::array<const void*, Size> UnrehearsedTable()
+{
+    return UnrehearsedSlots(std::make_index_sequence<Size>());
+}
+
+template<typename Function>
+const void* AsSlot(Function* function)
+{
+    return reinterpret_cast<const void*>(function);
+}
+
+const void* const* ClientTable();
+
+} // namespace practice

@@ -1,0 +1,111 @@
+#include "Platform.h"
+
+#include <ctime>
+
+#if defined(_WIN32)
+#include <windows.h>
+#else
+#include <cstdlib>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+#endif
+
+namespace practice {
+
+#if defined(_WIN32)
+
+std::string Environment(const char* name)
+{
+    const std::wstring wide_name = std::filesystem::u8path(name).wstring();
+    std::wstring value(32767, L'\0'); // the longest value that Windows allows
+    const DWORD length =
+        GetEnvironmentVariableW(wide_name.c_str(), value.data(), static_cast<DWORD>(value.size()));
+    value.resize(length < value.size() ? length : 0);
+    return std::filesystem::path(value).u8string();
+}
+
+std::string ProcessId()
+{
+    return std::to_string(GetCurrentProcessId());
+}
+
+std::unique_ptr<FileLock> FileLock::Take(const std::filesystem::path& file)
+{
+    // A file opened without sharing can be open only once.
+    const HANDLE handle = CreateFileW(file.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS,
+                                      FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (handle == INVALID_HANDLE_VALUE) {
+        return nullptr;
+    }
+    return std::make_unique<FileLock>(reinterpret_cast<std::intptr_t>(handle));
+}
+
+FileLock::~FileLock()
+{
+    CloseHandle(reinterpret_cast<HANDLE>(handle));
+}
+
+#else
+
+std::string Environment(const char* name)
+{
+    const char* value = std::getenv(name);
+    return value != nullptr ? value : "";
+}
+
+std::string ProcessId()
+{
+    return std::to_string(getpid());
+}
+
+std::unique_ptr<FileLock> FileLock::Take(const std::filesystem::path& file)
+{
+    const int descriptor = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    if (descriptor < 0) {
+        return nullptr;
+    }
+    auto lock = std::make_unique<FileLock>(descriptor);
+    return flock(descriptor, LOCK_EX | LOCK_NB) == 0 ? std::move(lock) : nullptr;
+}
+
+FileLock::~FileLock()
+{
+    close(static_cast<int>(handle));
+}
+
+#endif
+
+FileLock::FileLock(std::intptr_t system_handle) : handle(system_handle)
+{}
+
+std::filesystem::path UserDataFolder()
+{
+#if defined(_WIN32)
+    const auto base = std::filesystem::u8path(Environment("LOCALAPPDATA"));
+#elif defined(__APPLE__)
+    const auto base = std::filesystem::path(Environment("HOME")) / "Library/Application Support";
+#else
+    // The desktop convention says that a relative path in this variable counts as not set.
+    const std::filesystem::path named = Environment("XDG_DATA_HOME");
+    const auto base =
+        named.is_absolute() ? named : std::filesystem::path(Environment("HOME")) / ".local/share";
+#endif
+    return base.is_absolute() ? base : std::filesystem::temp_directory_path();
+}
+
+std::string TimeText()
+{
+    const std::time_t now = std::time(nullptr);
+    std::tm parts = {};
+#if defined(_WIN32)
+    gmtime_s(&parts, &now);
+#else
+    gmtime_r(&now, &parts);
+#endif
+    char text[32] = "";
+    std::strftime(text, sizeof(text), "%Y-%m-%dT%H:%M:%SZ", &parts);
+    return text;
+}
+
+} // namespace practice

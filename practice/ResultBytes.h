@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace practice {
+
+// The structure that a call answers with, byte by byte as a program of another build reads it.
+using ResultBytes = std::vector<unsigned char>;
+
+constexpr int kQueryCompleted = 3401;
+constexpr int kCreateItemResult = 3403;
+constexpr int kSubmitItemUpdateResult = 3404;
+
+ResultBytes QueryCompletedBytes(std::uint64_t handle, int result, std::uint32_t returned);
+ResultBytes CreateItemResultBytes(int result, std::uint64_t item, bool needs_agreement);
+ResultBytes SubmitItemUpdateResultBytes(int result, std::uint64_t item, bool needs_agreement);
+
+// The sizes that a program may ask for: that of its own time, and all that this library has.
+bool RightSize(int callback_id, std::size_t size, std::size_t ours);
+
+} // namespace practice

@@ -1,0 +1,74 @@
+#pragma once
+
+#include "CallResults.h"
+#include "PreviewServer.h"
+#include "Script.h"
+#include "Store.h"
+#include "Upload.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace practice {
+
+// An update that the caller is filling in, or that is on its way.
+struct ItemUpdate
+{
+    UpdateFields fields;
+    std::shared_ptr<Upload> upload; // null until it is submitted
+};
+
+struct ItemQuery
+{
+    std::vector<std::uint64_t> items;
+    bool sent = false;
+    bool answered = false;
+};
+
+// Outcome of a start, in the codes that newer libraries use.
+struct StartOutcome
+{
+    int code = 0;
+    std::string reason;
+};
+
+// Everything that this process has with the library.
+class Workshop
+{
+public:
+    StartOutcome Start();
+    void Stop();
+
+    // Back to the state of a fresh process; what is on disk stays.
+    void Reset();
+
+    bool Started() const { return started; }
+    unsigned StartNumber() const { return start_number; }
+    std::uint32_t AppId() const { return app_id; }
+
+    // Takes over what was scripted since.
+    bool Control(const char* json);
+    void LookAtScriptFile();
+
+    Store store;
+    Script script;
+    CallResults calls;
+    PreviewServer previews;
+    std::map<std::uint64_t, ItemUpdate> updates;
+    std::map<std::uint64_t, ItemQuery> queries;
+    std::uint64_t last_update = 1000;
+    std::uint64_t last_query = 2000;
+
+private:
+    ScriptFile script_file;
+    bool started = false;
+    unsigned start_number = 0; // never the same twice, not even after a reset
+    std::uint32_t app_id = 0;
+};
+
+Workshop& TheWorkshop();
+
+} // namespace practice
