@@ -25,8 +25,8 @@ protected:
     }
     ~CallResultBase() = default;
 
-    // The library calls by slot. The original pair is an overload, which the Microsoft compiler
-    // lays out in reverse; two names leave the order in our hands.
+    // The library calls by slot, and expects the two in the order that the platform's compiler
+    // gives an overloaded pair: reversed with Microsoft's. Two names leave the order in our hands.
 #if defined(_MSC_VER)
     virtual void run_call_result(void* result, bool io_failure, SteamAPICall_t call) = 0;
     virtual void run_callback(void* result) = 0;
@@ -38,7 +38,7 @@ protected:
 
 private:
     [[maybe_unused]] std::uint8_t callback_flags = 0;
-    std::int32_t callback_id;
+    [[maybe_unused]] std::int32_t callback_id; // read by the library
 };
 
 #if defined(__GNUC__)
