@@ -64,148 +64,131 @@ private slots:
         QDir().mkpath(folder());
     }
 
-    void reads_and_fills_in_data();
-    void reads_and_fills_in();
-    void refuses_with_the_reason_and_changes_nothing_data();
-    void refuses_with_the_reason_and_changes_nothing();
-    void writes_the_normal_form();
-    void forgets_a_chosen_preview_when_read();
-    void stores_only_what_xml_can_carry();
-    void keeps_every_readable_character();
-    void replaces_the_file_and_leaves_nothing_else();
-    void saves_nothing_without_a_folder();
-    void changes_the_last_number_of_a_version_data();
-    void changes_the_last_number_of_a_version();
-    void finds_forbidden_files_data();
-    void finds_forbidden_files();
-    void passes_folders_without_forbidden_files();
-    void does_not_follow_links_to_folders();
-};
+    void reads_and_fills_in_data()
+    {
+        QTest::addColumn<QByteArray>("xml");
+        QTest::addColumn<QStringList>("expected");
 
-void tst_metadata::reads_and_fills_in_data()
-{
-    QTest::addColumn<QByteArray>("xml");
-    QTest::addColumn<QStringList>("expected");
+        const auto row = [](const char* name, const QByteArray& body, const QStringList& expected) {
+            QTest::newRow(name) << metadata(body) << expected;
+        };
+        const auto with_tags = [](const QString& tags) {
+            return QStringList{"MyMod", "mymod", "0", "", "1.0", "Public", tags};
+        };
 
-    const auto row = [](const char* name, const QByteArray& body, const QStringList& expected) {
-        QTest::newRow(name) << metadata(body) << expected;
-    };
-    const auto with_tags = [](const QString& tags) {
-        return QStringList{"MyMod", "mymod", "0", "", "1.0", "Public", tags};
-    };
+        row("nothing but the root", "", with_tags(""));
+        row("empty elements count as missing",
+            "<name/><directory></directory><id/><version/><visibility/>", with_tags(""));
+        row("blanks stay, except in version", "<name> My Mod </name><version> 2.5b </version>",
+            {" My Mod ", "mymod", "0", "", "2.5", "Public", ""});
+        row("a version of letters ends up empty", "<version>beta</version>",
+            {"MyMod", "mymod", "0", "", "", "Public", ""});
+        row("other digits than ASCII go from a version",
+            "<version>v1.\xd9\xa1 2\xc2\xb2.3</version>",
+            {"MyMod", "mymod", "0", "", "1.2.3", "Public", ""});
+        row("directory in lower case, visibility as written",
+            "<directory>TOMATO</directory><visibility>pRiVate</visibility>",
+            {"MyMod", "tomato", "0", "", "1.0", "pRiVate", ""});
+        row("the first of its name counts", "<id>1</id><id>2</id>",
+            {"MyMod", "mymod", "1", "", "1.0", "Public", ""});
+        row("any order, unknown elements left out", "<version>3</version><odd/><name>N</name>",
+            {"N", "mymod", "0", "", "3", "Public", ""});
+        row("text through markup and CDATA", "<description>a<b>b</b><![CDATA[<c>]]></description>",
+            {"MyMod", "mymod", "0", "ab<c>", "1.0", "Public", ""});
+        row("blanks between entities", "<description>&lt; &amp; &gt;</description>",
+            {"MyMod", "mymod", "0", "< & >", "1.0", "Public", ""});
+        row("in the default namespace", "<name xmlns='urn:x'>N</name>",
+            {"N", "mymod", "0", "", "1.0", "Public", ""});
 
-    row("nothing but the root", "", with_tags(""));
-    row("empty elements count as missing",
-        "<name/><directory></directory><id/><version/><visibility/>", with_tags(""));
-    row("blanks stay, except in version", "<name> My Mod </name><version> 2.5b </version>",
-        {" My Mod ", "mymod", "0", "", "2.5", "Public", ""});
-    row("a version of letters ends up empty", "<version>beta</version>",
-        {"MyMod", "mymod", "0", "", "", "Public", ""});
-    row("other digits than ASCII go from a version", "<version>v1.\xd9\xa1 2\xc2\xb2.3</version>",
-        {"MyMod", "mymod", "0", "", "1.2.3", "Public", ""});
-    row("directory in lower case, visibility as written",
-        "<directory>TOMATO</directory><visibility>pRiVate</visibility>",
-        {"MyMod", "tomato", "0", "", "1.0", "pRiVate", ""});
-    row("the first of its name counts", "<id>1</id><id>2</id>",
-        {"MyMod", "mymod", "1", "", "1.0", "Public", ""});
-    row("any order, unknown elements left out", "<version>3</version><odd/><name>N</name>",
-        {"N", "mymod", "0", "", "3", "Public", ""});
-    row("text through markup and CDATA", "<description>a<b>b</b><![CDATA[<c>]]></description>",
-        {"MyMod", "mymod", "0", "ab<c>", "1.0", "Public", ""});
-    row("blanks between entities", "<description>&lt; &amp; &gt;</description>",
-        {"MyMod", "mymod", "0", "< & >", "1.0", "Public", ""});
-    row("in the default namespace", "<name xmlns='urn:x'>N</name>",
-        {"N", "mymod", "0", "", "1.0", "Public", ""});
+        row("tags in order, duplicates kept", "<tag id='B'/><tag id='A'/><tag id='B'/>",
+            with_tags("B | A | B"));
+        row("a comment ends the tags", "<tag id='Items'/><!-- x --><tag id='Music'/>",
+            with_tags("Items"));
+        row("text ends the tags", "<tag id='Items'/>x<tag id='Music'/>", with_tags("Items"));
+        row("any element after the first tag counts",
+            "<other id='no'/><tag id='A'/><other id='Lua'/>", with_tags("A | Lua"));
+        row("a tag without id is skipped, an empty id is not",
+            "<tag/><tag>text</tag><tag id=''/><tag id='Z'/>", with_tags(" | Z"));
+    }
 
-    row("tags in order, duplicates kept", "<tag id='B'/><tag id='A'/><tag id='B'/>",
-        with_tags("B | A | B"));
-    row("a comment ends the tags", "<tag id='Items'/><!-- x --><tag id='Music'/>",
-        with_tags("Items"));
-    row("text ends the tags", "<tag id='Items'/>x<tag id='Music'/>", with_tags("Items"));
-    row("any element after the first tag counts", "<other id='no'/><tag id='A'/><other id='Lua'/>",
-        with_tags("A | Lua"));
-    row("a tag without id is skipped, an empty id is not",
-        "<tag/><tag>text</tag><tag id=''/><tag id='Z'/>", with_tags(" | Z"));
-}
+    void reads_and_fills_in()
+    {
+        QFETCH(QByteArray, xml);
+        QFETCH(QStringList, expected);
+        write_file(file(), xml);
 
-void tst_metadata::reads_and_fills_in()
-{
-    QFETCH(QByteArray, xml);
-    QFETCH(QStringList, expected);
-    write_file(file(), xml);
+        ModDescriptor mod = full_mod("/elsewhere"); // nothing of it may survive
+        QVERIFY(ModParser::ParseMetadata(file(), mod));
+        QCOMPARE(ModParser::GetParseMetadataResult(), QString("Success"));
+        QCOMPARE(fields(mod), expected);
+        QCOMPARE(mod.folder_path, folder());
 
-    ModDescriptor mod = full_mod("/elsewhere"); // nothing of it may survive
-    QVERIFY(ModParser::ParseMetadata(file(), mod));
-    QCOMPARE(ModParser::GetParseMetadataResult(), QString("Success"));
-    QCOMPARE(fields(mod), expected);
-    QCOMPARE(mod.folder_path, folder());
+        // The normal form that was written back reads as the same mod, but for an empty version,
+        // which takes its default then.
+        ModDescriptor again;
+        QVERIFY(ModParser::ParseMetadata(file(), again));
+        if (expected.at(4).isEmpty())
+            again.version.clear();
+        QCOMPARE(fields(again), expected);
+    }
 
-    // The normal form that was written back reads as the same mod, but for an empty version, which
-    // takes its default then.
-    ModDescriptor again;
-    QVERIFY(ModParser::ParseMetadata(file(), again));
-    if (expected.at(4).isEmpty())
-        again.version.clear();
-    QCOMPARE(fields(again), expected);
-}
+    void refuses_with_the_reason_and_changes_nothing_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("reason");
 
-void tst_metadata::refuses_with_the_reason_and_changes_nothing_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QByteArray>("bytes");
-    QTest::addColumn<QString>("reason");
+        const QString not_named = "Metadata file not named 'metadata.xml'";
+        QTest::newRow("upper case") << "Metadata.xml" << full_file << not_named;
+        QTest::newRow("longer name") << "oldmetadata.xml" << full_file << not_named;
+        QTest::newRow("no file") << "metadata.xml" << QByteArray()
+                                 << "Failed to open specified metadata file";
+        QTest::newRow("other root")
+            << "metadata.xml" << QByteArray("<mod/>")
+            << QString("No <metadata> tag found in specified metadata file." + QString(87, ' ')
+                       + "Please see the sample metadata.xml file for reference");
+        QTest::newRow("not closed")
+            << "metadata.xml" << QByteArray("<metadata>\n  <name>x</nam>\n</metadata>")
+            << "Failed to parse specified metadata file: error at line 2, column 15:\n"
+               "tag mismatch";
+        QTest::newRow("forbidden file") << "metadata.xml" << full_file
+                                        << "Mod folder contains one more more files that are not "
+                                           "allowed to be uploaded to Steam "
+                                           "Workshop<br>&nbsp;&nbsp;&nbsp;&nbsp;'.../MyMod/"
+                                           "a.dll'<br>Please remove the offending "
+                                           "files and try again";
+    }
 
-    const QString not_named = "Metadata file not named 'metadata.xml'";
-    QTest::newRow("upper case") << "Metadata.xml" << full_file << not_named;
-    QTest::newRow("longer name") << "oldmetadata.xml" << full_file << not_named;
-    QTest::newRow("no file") << "metadata.xml" << QByteArray()
-                             << "Failed to open specified metadata file";
-    QTest::newRow("other root") << "metadata.xml" << QByteArray("<mod/>")
-                                << QString(
-                                       "No <metadata> tag found in specified metadata file."
-                                       + QString(87, ' ')
-                                       + "Please see the sample metadata.xml file for reference");
-    QTest::newRow("not closed")
-        << "metadata.xml" << QByteArray("<metadata>\n  <name>x</nam>\n</metadata>")
-        << "Failed to parse specified metadata file: error at line 2, column 15:\n"
-           "tag mismatch";
-    QTest::newRow("forbidden file")
-        << "metadata.xml" << full_file
-        << "Mod folder contains one more more files that are not allowed to be uploaded to Steam "
-           "Workshop<br>&nbsp;&nbsp;&nbsp;&nbsp;'.../MyMod/a.dll'<br>Please remove the offending "
-           "files and try again";
-}
+    void refuses_with_the_reason_and_changes_nothing()
+    {
+        QFETCH(QString, name);
+        QFETCH(QByteArray, bytes);
+        QFETCH(QString, reason);
+        const QString path = folder() + "/" + name;
+        if (!bytes.isEmpty())
+            write_file(path, bytes);
+        if (reason.contains("a.dll"))
+            write_file(folder() + "/a.dll", "x");
 
-void tst_metadata::refuses_with_the_reason_and_changes_nothing()
-{
-    QFETCH(QString, name);
-    QFETCH(QByteArray, bytes);
-    QFETCH(QString, reason);
-    const QString path = folder() + "/" + name;
-    if (!bytes.isEmpty())
-        write_file(path, bytes);
-    if (reason.contains("a.dll"))
-        write_file(folder() + "/a.dll", "x");
+        const ModDescriptor before = full_mod("/elsewhere");
+        ModDescriptor mod = before;
+        mod.preview_path = "/p.png";
+        QVERIFY(!ModParser::ParseMetadata(path, mod));
+        QCOMPARE(ModParser::GetParseMetadataResult(), reason);
+        QCOMPARE(fields(mod), fields(before));
+        QCOMPARE(mod.folder_path + mod.preview_path, QString("/elsewhere/p.png"));
+        QCOMPARE(read_file(path), bytes);
+    }
 
-    const ModDescriptor before = full_mod("/elsewhere");
-    ModDescriptor mod = before;
-    mod.preview_path = "/p.png";
-    QVERIFY(!ModParser::ParseMetadata(path, mod));
-    QCOMPARE(ModParser::GetParseMetadataResult(), reason);
-    QCOMPARE(fields(mod), fields(before));
-    QCOMPARE(mod.folder_path + mod.preview_path, QString("/elsewhere/p.png"));
-    QCOMPARE(read_file(path), bytes);
-}
+    void writes_the_normal_form()
+    {
+        full_mod(folder()).SaveMetadata();
+        QCOMPARE(read_file(file()), full_file);
 
-void tst_metadata::writes_the_normal_form()
-{
-    full_mod(folder()).SaveMetadata();
-    QCOMPARE(read_file(file()), full_file);
-
-    ModDescriptor empty;
-    empty.folder_path = folder();
-    empty.SaveMetadata();
-    QCOMPARE(read_file(file()), QByteArray(R"(<?xml version="1.0" encoding="UTF-8"?>
+        ModDescriptor empty;
+        empty.folder_path = folder();
+        empty.SaveMetadata();
+        QCOMPARE(read_file(file()), QByteArray(R"(<?xml version="1.0" encoding="UTF-8"?>
 <metadata>
     <name></name>
     <directory></directory>
@@ -215,191 +198,196 @@ void tst_metadata::writes_the_normal_form()
     <visibility></visibility>
 </metadata>
 )"));
-}
+    }
 
-void tst_metadata::forgets_a_chosen_preview_when_read()
-{
-    write_file(file(), full_file);
-    ModDescriptor mod;
-    mod.preview_path = "/some/picture.png";
-    QVERIFY(ModParser::ParseMetadata(file(), mod));
-    QCOMPARE(mod.preview_path, QString());
-}
+    void forgets_a_chosen_preview_when_read()
+    {
+        write_file(file(), full_file);
+        ModDescriptor mod;
+        mod.preview_path = "/some/picture.png";
+        QVERIFY(ModParser::ParseMetadata(file(), mod));
+        QCOMPARE(mod.preview_path, QString());
+    }
 
-void tst_metadata::stores_only_what_xml_can_carry()
-{
-    ModDescriptor mod = full_mod(folder());
-    mod.name = QString("a%1b%2c%3d").arg(QChar(0x01), QChar(0xFFFE), QChar(0xD800));
-    mod.version = "3";
-    mod.IncrementVersion(); // U+0004
-    mod.tags = QStringList{QString("t") + QChar(0)};
-    mod.SaveMetadata();
+    void stores_only_what_xml_can_carry()
+    {
+        ModDescriptor mod = full_mod(folder());
+        mod.name = QString("a%1b%2c%3d").arg(QChar(0x01), QChar(0xFFFE), QChar(0xD800));
+        mod.version = "3";
+        mod.IncrementVersion(); // U+0004
+        mod.tags = QStringList{QString("t") + QChar(0)};
+        mod.SaveMetadata();
 
-    ModDescriptor again;
-    QVERIFY2(ModParser::ParseMetadata(file(), again), qPrintable(ModParser::s_ParseMetadataResult));
-    QCOMPARE(again.name, QString("abcd"));
-    QCOMPARE(again.version, QString("1.0"));
-    QCOMPARE(again.tags, QStringList{"t"});
-    QCOMPARE(again.visibility, QString("Friends Only")); // what follows the version is there too
-}
+        ModDescriptor again;
+        QVERIFY2(ModParser::ParseMetadata(file(), again),
+                 qPrintable(ModParser::s_ParseMetadataResult));
+        QCOMPARE(again.name, QString("abcd"));
+        QCOMPARE(again.version, QString("1.0"));
+        QCOMPARE(again.tags, QStringList{"t"});
+        QCOMPARE(again.visibility,
+                 QString("Friends Only")); // what follows the version is there too
+    }
 
-void tst_metadata::keeps_every_readable_character()
-{
-    ModDescriptor mod = full_mod(folder());
-    mod.name = QString::fromUtf8("\"<&>' %1 %2 \xF0\x9F\x8F\xAE \xC3\xA9 \xEF\xBF\xBD");
-    mod.description = "  first\n\n\tlast  ";
-    mod.tags = QStringList{"a\"<b>&", "two\nlines\tand tab"};
-    mod.SaveMetadata();
+    void keeps_every_readable_character()
+    {
+        ModDescriptor mod = full_mod(folder());
+        mod.name = QString::fromUtf8("\"<&>' %1 %2 \xF0\x9F\x8F\xAE \xC3\xA9 \xEF\xBF\xBD");
+        mod.description = "  first\n\n\tlast  ";
+        mod.tags = QStringList{"a\"<b>&", "two\nlines\tand tab"};
+        mod.SaveMetadata();
 
-    ModDescriptor again;
-    QVERIFY(ModParser::ParseMetadata(file(), again));
-    QCOMPARE(fields(again), fields(mod));
-}
+        ModDescriptor again;
+        QVERIFY(ModParser::ParseMetadata(file(), again));
+        QCOMPARE(fields(again), fields(mod));
+    }
 
-void tst_metadata::replaces_the_file_and_leaves_nothing_else()
-{
-    write_file(file(), QByteArray(100'000, 'x'));
-    full_mod(folder()).SaveMetadata();
-    QCOMPARE(read_file(file()), full_file);
-    QCOMPARE(QDir(folder()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
-             QStringList{"metadata.xml"});
-}
+    void replaces_the_file_and_leaves_nothing_else()
+    {
+        write_file(file(), QByteArray(100'000, 'x'));
+        full_mod(folder()).SaveMetadata();
+        QCOMPARE(read_file(file()), full_file);
+        QCOMPARE(QDir(folder()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+                 QStringList{"metadata.xml"});
+    }
 
-void tst_metadata::saves_nothing_without_a_folder()
-{
-    const QString missing = root->path() + "/not/there";
-    full_mod(missing).SaveMetadata();
-    QVERIFY(!QFile::exists(missing));
+    void saves_nothing_without_a_folder()
+    {
+        const QString missing = root->path() + "/not/there";
+        full_mod(missing).SaveMetadata();
+        QVERIFY(!QFile::exists(missing));
 
-    QVERIFY(!QFile::exists("/metadata.xml"));
-    full_mod(QString()).SaveMetadata();
-    QVERIFY(!QFile::exists("/metadata.xml"));
-}
+        QVERIFY(!QFile::exists("/metadata.xml"));
+        full_mod(QString()).SaveMetadata();
+        QVERIFY(!QFile::exists("/metadata.xml"));
+    }
 
-void tst_metadata::changes_the_last_number_of_a_version_data()
-{
-    QTest::addColumn<QString>("version");
-    QTest::addColumn<QString>("raised");
-    QTest::addColumn<QString>("lowered");
+    void changes_the_last_number_of_a_version_data()
+    {
+        QTest::addColumn<QString>("version");
+        QTest::addColumn<QString>("raised");
+        QTest::addColumn<QString>("lowered");
 
-    QTest::newRow("plain") << "1.0"
-                           << "1.1"
-                           << "1.0";
-    QTest::newRow("carries nothing over") << "1.9"
-                                          << "1.10"
-                                          << "1.8";
-    QTest::newRow("two digits") << "1.10"
-                                << "1.11"
-                                << "1.9";
-    QTest::newRow("leading zeros are lost") << "1.05"
-                                            << "1.6"
-                                            << "1.4";
-    QTest::newRow("only the last part") << "1.2.3"
-                                        << "1.2.4"
-                                        << "1.2.2";
-    QTest::newRow("trailing dot") << "1."
-                                  << "1.1"
-                                  << "1.0";
-    QTest::newRow("no number counts as 0") << "1.x"
-                                           << "1.1"
-                                           << "1.0";
-    QTest::newRow("too large counts as 0") << "1.2147483648"
-                                           << "1.1"
-                                           << "1.0";
-    QTest::newRow("the largest does not wrap") << "1.2147483647"
-                                               << "1.2147483648"
-                                               << "1.2147483646";
-    QTest::newRow("no dot becomes a character") << "7" << QString(QChar(8)) << QString(QChar(6));
-    QTest::newRow("its low byte as Latin-1")
-        << "488" << QString(QChar(0xE9)) << QString(QChar(0xE7));
-    QTest::newRow("empty") << "" << QString(QChar(1)) << QString(QChar(0));
-    QTest::newRow("a control character")
-        << QString(QChar(4)) << QString(QChar(1)) << QString(QChar(0));
-}
+        QTest::newRow("plain") << "1.0"
+                               << "1.1"
+                               << "1.0";
+        QTest::newRow("carries nothing over") << "1.9"
+                                              << "1.10"
+                                              << "1.8";
+        QTest::newRow("two digits") << "1.10"
+                                    << "1.11"
+                                    << "1.9";
+        QTest::newRow("leading zeros are lost") << "1.05"
+                                                << "1.6"
+                                                << "1.4";
+        QTest::newRow("only the last part") << "1.2.3"
+                                            << "1.2.4"
+                                            << "1.2.2";
+        QTest::newRow("trailing dot") << "1."
+                                      << "1.1"
+                                      << "1.0";
+        QTest::newRow("no number counts as 0") << "1.x"
+                                               << "1.1"
+                                               << "1.0";
+        QTest::newRow("too large counts as 0") << "1.2147483648"
+                                               << "1.1"
+                                               << "1.0";
+        QTest::newRow("the largest does not wrap") << "1.2147483647"
+                                                   << "1.2147483648"
+                                                   << "1.2147483646";
+        QTest::newRow("no dot becomes a character")
+            << "7" << QString(QChar(8)) << QString(QChar(6));
+        QTest::newRow("its low byte as Latin-1")
+            << "488" << QString(QChar(0xE9)) << QString(QChar(0xE7));
+        QTest::newRow("empty") << "" << QString(QChar(1)) << QString(QChar(0));
+        QTest::newRow("a control character")
+            << QString(QChar(4)) << QString(QChar(1)) << QString(QChar(0));
+    }
 
-void tst_metadata::changes_the_last_number_of_a_version()
-{
-    QFETCH(QString, version);
-    QFETCH(QString, raised);
-    QFETCH(QString, lowered);
-    ModDescriptor mod;
-    mod.version = version;
-    mod.IncrementVersion();
-    QCOMPARE(mod.version, raised);
-    mod.version = version;
-    mod.DecrementVersion();
-    QCOMPARE(mod.version, lowered);
-}
+    void changes_the_last_number_of_a_version()
+    {
+        QFETCH(QString, version);
+        QFETCH(QString, raised);
+        QFETCH(QString, lowered);
+        ModDescriptor mod;
+        mod.version = version;
+        mod.IncrementVersion();
+        QCOMPARE(mod.version, raised);
+        mod.version = version;
+        mod.DecrementVersion();
+        QCOMPARE(mod.version, lowered);
+    }
 
-void tst_metadata::finds_forbidden_files_data()
-{
-    QTest::addColumn<QStringList>("files");
-    QTest::addColumn<QStringList>("offending");
+    void finds_forbidden_files_data()
+    {
+        QTest::addColumn<QStringList>("files");
+        QTest::addColumn<QStringList>("offending");
 
-    QTest::newRow("each suffix, at any depth")
-        << QStringList{"plugin.dll", "sub/tool.exe", "sub/deep/er/lib.so"}
-        << QStringList{"MyMod/plugin.dll", "MyMod/sub/deep/er/lib.so", "MyMod/sub/tool.exe"};
-    QTest::newRow("only the last suffix")
-        << QStringList{"a.tar.dll"} << QStringList{"MyMod/a.tar.dll"};
-    QTest::newRow("a bundle and what is in it")
-        << QStringList{"Foo.app/Contents/MacOS/foo.so"}
-        << QStringList{"MyMod/Foo.app", "MyMod/Foo.app/Contents/MacOS/foo.so"};
-    QTest::newRow("nothing but a suffix")
-        << QStringList{"sub/x..exe"} << QStringList{"MyMod/sub/x..exe"};
-    QTest::newRow("placeholders and markup as they are")
-        << QStringList{"%1 <b>'&.exe"} << QStringList{"MyMod/%1 <b>'&.exe"};
-}
+        QTest::newRow("each suffix, at any depth")
+            << QStringList{"plugin.dll", "sub/tool.exe", "sub/deep/er/lib.so"}
+            << QStringList{"MyMod/plugin.dll", "MyMod/sub/deep/er/lib.so", "MyMod/sub/tool.exe"};
+        QTest::newRow("only the last suffix")
+            << QStringList{"a.tar.dll"} << QStringList{"MyMod/a.tar.dll"};
+        QTest::newRow("a bundle and what is in it")
+            << QStringList{"Foo.app/Contents/MacOS/foo.so"}
+            << QStringList{"MyMod/Foo.app", "MyMod/Foo.app/Contents/MacOS/foo.so"};
+        QTest::newRow("nothing but a suffix")
+            << QStringList{"sub/x..exe"} << QStringList{"MyMod/sub/x..exe"};
+        QTest::newRow("placeholders and markup as they are")
+            << QStringList{"%1 <b>'&.exe"} << QStringList{"MyMod/%1 <b>'&.exe"};
+    }
 
-void tst_metadata::finds_forbidden_files()
-{
-    QFETCH(QStringList, files);
-    QFETCH(QStringList, offending);
-    for (const QString& name : files)
-        write_file(folder() + "/" + name, "x");
+    void finds_forbidden_files()
+    {
+        QFETCH(QStringList, files);
+        QFETCH(QStringList, offending);
+        for (const QString& name : files)
+            write_file(folder() + "/" + name, "x");
 
-    ModDescriptor mod;
-    mod.folder_path = folder();
-    QVERIFY(!ModParser::ValidateModDirectory(mod));
+        ModDescriptor mod;
+        mod.folder_path = folder();
+        QVERIFY(!ModParser::ValidateModDirectory(mod));
 
-    QStringList lines = ModParser::GetParseMetadataResult().split("<br>");
-    QCOMPARE(lines.takeFirst(), QString("Mod folder contains one more more files that are not "
-                                        "allowed to be uploaded to Steam Workshop"));
-    QCOMPARE(lines.takeLast(), QString("Please remove the offending files and try again"));
-    QStringList expected;
-    for (const QString& path : offending)
-        expected << "&nbsp;&nbsp;&nbsp;&nbsp;'.../" + path + "'";
-    lines.sort();
-    expected.sort();
-    QCOMPARE(lines, expected);
-}
+        QStringList lines = ModParser::GetParseMetadataResult().split("<br>");
+        QCOMPARE(lines.takeFirst(), QString("Mod folder contains one more more files that are not "
+                                            "allowed to be uploaded to Steam Workshop"));
+        QCOMPARE(lines.takeLast(), QString("Please remove the offending files and try again"));
+        QStringList expected;
+        for (const QString& path : offending)
+            expected << "&nbsp;&nbsp;&nbsp;&nbsp;'.../" + path + "'";
+        lines.sort();
+        expected.sort();
+        QCOMPARE(lines, expected);
+    }
 
-void tst_metadata::passes_folders_without_forbidden_files()
-{
-    ModParser::s_ParseMetadataResult = "as before";
-    for (const char* name : {"TOOL.EXE", "libx.so.1", "libx.dylib", "readme.app", ".x.dll", "exe",
-                             "data.exe/inside.txt", ".hidden/inside.exe", "x.dll2", "x.dll "})
-        write_file(folder() + "/" + name, "x");
-    QVERIFY(ModParser::validate_mod_directory(folder()));
-    QVERIFY(ModParser::validate_mod_directory(folder() + "/not there"));
-    QVERIFY(ModParser::validate_mod_directory(QString()));
-    QCOMPARE(ModParser::GetParseMetadataResult(), QString("as before"));
-}
+    void passes_folders_without_forbidden_files()
+    {
+        ModParser::s_ParseMetadataResult = "as before";
+        for (const char* name :
+             {"TOOL.EXE", "libx.so.1", "libx.dylib", "readme.app", ".x.dll", "exe",
+              "data.exe/inside.txt", ".hidden/inside.exe", "x.dll2", "x.dll "})
+            write_file(folder() + "/" + name, "x");
+        QVERIFY(ModParser::validate_mod_directory(folder()));
+        QVERIFY(ModParser::validate_mod_directory(folder() + "/not there"));
+        QVERIFY(ModParser::validate_mod_directory(QString()));
+        QCOMPARE(ModParser::GetParseMetadataResult(), QString("as before"));
+    }
 
-void tst_metadata::does_not_follow_links_to_folders()
-{
+    void does_not_follow_links_to_folders()
+    {
 #if defined(Q_OS_WIN)
-    QSKIP("links need privileges on Windows");
+        QSKIP("links need privileges on Windows");
 #endif
-    write_file(root->path() + "/outside/tool.exe", "x");
-    QVERIFY(QFile::link(root->path() + "/outside", folder() + "/linked"));
-    QVERIFY(QFile::link(folder(), folder() + "/loop"));
-    QVERIFY(ModParser::validate_mod_directory(folder()));
+        write_file(root->path() + "/outside/tool.exe", "x");
+        QVERIFY(QFile::link(root->path() + "/outside", folder() + "/linked"));
+        QVERIFY(QFile::link(folder(), folder() + "/loop"));
+        QVERIFY(ModParser::validate_mod_directory(folder()));
 
-    // A link to a file counts as the file.
-    QVERIFY(QFile::link(root->path() + "/outside/tool.exe", folder() + "/link.exe"));
-    QVERIFY(!ModParser::validate_mod_directory(folder()));
-    QVERIFY(ModParser::GetParseMetadataResult().contains("'.../MyMod/link.exe'"));
-}
+        // A link to a file counts as the file.
+        QVERIFY(QFile::link(root->path() + "/outside/tool.exe", folder() + "/link.exe"));
+        QVERIFY(!ModParser::validate_mod_directory(folder()));
+        QVERIFY(ModParser::GetParseMetadataResult().contains("'.../MyMod/link.exe'"));
+    }
+};
 
 QTEST_GUILESS_MAIN(tst_metadata)
 

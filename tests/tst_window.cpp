@@ -131,768 +131,755 @@ private:
     void click(const char* name) const { QTest::mouseClick(&button(name), Qt::LeftButton); }
     QWidget* upload_dialog() const { return window->findChild<QDialog*>("UploadDialog"); }
 
-    void open_window();
-    void load(const QByteArray& body, const QString& mod = "MyMod");
-    QStringList enabled_controls() const;
-    QStringList checked_tags() const;
-    void toggle_tag(const QString& tag) const;
-    Qt::DropAction drop(const QStringList& urls) const;
-    void edit_outside(const QByteArray& bytes) const;
+    void open_window()
+    {
+        window.reset();
+        window.reset(new MainWindow);
+        window->show();
+        QApplication::setActiveWindow(window.get());
+        QVERIFY(QTest::qWaitForWindowActive(window.get()));
+    }
+
+    void load(const QByteArray& body, const QString& mod = "MyMod")
+    {
+        write_file(mod_file(mod), metadata(body));
+        window->process_metadata_file(mod_file(mod), "Processing");
+    }
+
+    QStringList enabled_controls() const
+    {
+        QStringList names;
+        for (const char* name : {"ChooseMetadata", "SubmitButton", "ChangeNotes", "ModVisibility",
+                                 "ChangePreview", "ModDescription", "ModTags", "ViewButton"}) {
+            if (control<QWidget>(name).isEnabled())
+                names << name;
+        }
+        return names;
+    }
+
+    QStringList checked_tags() const
+    {
+        const auto& list = control<QListWidget>("ModTags");
+        QStringList tags;
+        for (int row = 0; row < list.count(); ++row) {
+            if (list.item(row)->checkState() == Qt::Checked)
+                tags << list.item(row)->text();
+        }
+        return tags;
+    }
+
+    void toggle_tag(const QString& tag) const
+    {
+        auto& list = control<QListWidget>("ModTags");
+        QListWidgetItem* const item = list.findItems(tag, Qt::MatchExactly).value(0);
+        list.scrollToItem(item);
+        const QRect row = list.visualItemRect(item);
+        QTest::mouseClick(list.viewport(), Qt::LeftButton, {},
+                          QPoint(row.left() + 10, row.center().y()));
+    }
+
+    /// Drags the files at `urls` onto the window and drops them if it takes them; the action it
+    /// took.
+    Qt::DropAction drop(const QStringList& urls) const
+    {
+        QMimeData data;
+        QList<QUrl> list;
+        for (const QString& url : urls)
+            list << QUrl(url);
+        if (!list.isEmpty())
+            data.setUrls(list);
+        QDragEnterEvent enter(QPoint(5, 5), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        enter.ignore();
+        QApplication::sendEvent(window.get(), &enter);
+        if (!enter.isAccepted())
+            return Qt::IgnoreAction;
+        QDropEvent event(QPoint(5, 5), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(window.get(), &event);
+        return enter.dropAction();
+    }
+
+    /// Writes the loaded file as another program would, with a time later than the program's own
+    /// write.
+    void edit_outside(const QByteArray& bytes) const
+    {
+        QTest::qWait(20);
+        write_file(mod_file(), bytes);
+    }
 
     QScopedPointer<Practice> practice;
     QScopedPointer<QTemporaryDir> folder;
     QScopedPointer<MainWindow> window;
 
 private slots:
-    void init();
-    void cleanup();
-
-    void has_the_form_it_is_known_by();
-    void keeps_its_stacking_and_settings();
-    void starts_with_nothing_but_choosing();
-    void shows_every_fixed_text_whole_data();
-    void shows_every_fixed_text_whole();
-    void locks_everything_when_steam_is_not_there();
-    void logs_in_colours_and_takes_markup();
-
-    void chooses_a_mod_in_the_file_dialog();
-    void takes_drops_of_metadata_files_data();
-    void takes_drops_of_metadata_files();
-    void enables_what_a_mod_allows_data();
-    void enables_what_a_mod_allows();
-    void locks_up_after_a_failed_read_and_keeps_the_mod();
-    void shows_the_mod();
-    void keeps_the_description_in_view_when_a_mod_has_none();
-    void selects_the_visibility_data();
-    void selects_the_visibility();
-    void reads_outside_edits_again();
-
-    void saves_a_changed_visibility_at_once();
-    void saves_changed_tags_at_once();
-    void saves_the_description_when_the_focus_leaves();
-    void prompts_in_empty_editors();
-    void clears_panes_from_their_menu_data();
-    void clears_panes_from_their_menu();
-    void changes_the_preview();
-    void shows_the_workshop_preview();
-
-    void uploads_and_shows_the_new_version();
-    void lowers_the_version_after_a_failed_upload();
-    void goes_on_uploading_behind_a_hidden_dialog();
-    void refuses_to_upload_forbidden_files();
-    void opens_the_workshop_page();
-    void closes_in_the_middle_of_everything();
-};
-
-void tst_window::init()
-{
-    practice.reset(new Practice);
-    folder.reset(new QTemporaryDir);
-    open_window();
-}
-
-void tst_window::cleanup()
-{
-    window.reset();
-    QCOMPARE(practice->live_registrations(), 0);
-    if (practice->mistakes() != 0)
-        QFAIL(qPrintable(practice->journal().filter("mistake").join('\n')));
-}
-
-void tst_window::open_window()
-{
-    window.reset();
-    window.reset(new MainWindow);
-    window->show();
-    QApplication::setActiveWindow(window.get());
-    QVERIFY(QTest::qWaitForWindowActive(window.get()));
-}
-
-void tst_window::load(const QByteArray& body, const QString& mod)
-{
-    write_file(mod_file(mod), metadata(body));
-    window->process_metadata_file(mod_file(mod), "Processing");
-}
-
-QStringList tst_window::enabled_controls() const
-{
-    QStringList names;
-    for (const char* name : {"ChooseMetadata", "SubmitButton", "ChangeNotes", "ModVisibility",
-                             "ChangePreview", "ModDescription", "ModTags", "ViewButton"}) {
-        if (control<QWidget>(name).isEnabled())
-            names << name;
-    }
-    return names;
-}
-
-QStringList tst_window::checked_tags() const
-{
-    const auto& list = control<QListWidget>("ModTags");
-    QStringList tags;
-    for (int row = 0; row < list.count(); ++row) {
-        if (list.item(row)->checkState() == Qt::Checked)
-            tags << list.item(row)->text();
-    }
-    return tags;
-}
-
-void tst_window::toggle_tag(const QString& tag) const
-{
-    auto& list = control<QListWidget>("ModTags");
-    QListWidgetItem* const item = list.findItems(tag, Qt::MatchExactly).value(0);
-    list.scrollToItem(item);
-    const QRect row = list.visualItemRect(item);
-    QTest::mouseClick(list.viewport(), Qt::LeftButton, {},
-                      QPoint(row.left() + 10, row.center().y()));
-}
-
-/// Drags the files at `urls` onto the window and drops them if it takes them; the action it took.
-Qt::DropAction tst_window::drop(const QStringList& urls) const
-{
-    QMimeData data;
-    QList<QUrl> list;
-    for (const QString& url : urls)
-        list << QUrl(url);
-    if (!list.isEmpty())
-        data.setUrls(list);
-    QDragEnterEvent enter(QPoint(5, 5), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-    enter.ignore();
-    QApplication::sendEvent(window.get(), &enter);
-    if (!enter.isAccepted())
-        return Qt::IgnoreAction;
-    QDropEvent event(QPoint(5, 5), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(window.get(), &event);
-    return enter.dropAction();
-}
-
-/// Writes the loaded file as another program would, with a time later than the program's own write.
-void tst_window::edit_outside(const QByteArray& bytes) const
-{
-    QTest::qWait(20);
-    write_file(mod_file(), bytes);
-}
-
-void tst_window::has_the_form_it_is_known_by()
-{
-    struct Row
+    void init()
     {
-        const char* name;
-        const char* class_name;
-        const char* parent;
-        QRect geometry;
-        const char* text;
-    };
-    const Row rows[] = {
-        {"ChooseMetadata", "QPushButton", "centralWidget", {10, 20, 111, 61}, "Choose Mod..."},
-        {"OutputLog", "LoggerTextEdit", "centralWidget", {0, 320, 731, 151}, nullptr},
-        {"groupBox", "QGroupBox", "centralWidget", {10, 100, 711, 211}, nullptr},
-        {"ModPreview", "QLabel", "groupBox", {210, 20, 141, 141}, ""},
-        {"ChangePreview", "QPushButton", "groupBox", {210, 140, 141, 21}, "Change"},
-        {"ModName", "QLabel", "groupBox", {10, 30, 191, 16}, "Name:"},
-        {"ModVersion", "QLabel", "groupBox", {10, 50, 191, 16}, "Version:"},
-        {"ModVisibility", "QComboBox", "groupBox", {260, 177, 91, 21}, nullptr},
-        {"label", "QLabel", "groupBox", {210, 180, 47, 13}, "Visibility:"},
-        {"ModTags", "QListWidget", "groupBox", {10, 90, 181, 111}, nullptr},
-        {"TagsLabel", "QLabel", "groupBox", {10, 70, 191, 16}, "Tags:"},
-        {"ModDescription",
-         "ModDescriptionTextEdit",
-         "centralWidget",
-         {380, 120, 331, 181},
-         nullptr},
-        {"ChangeNotes", "ReleaseNotesTextEdit", "centralWidget", {380, 10, 341, 81}, nullptr},
-        {"SubmitButton", "QPushButton", "centralWidget", {130, 20, 121, 61}, "Upload Mod"},
-        {"ViewButton", "QPushButton", "centralWidget", {260, 20, 111, 61}, "View Mod"},
-    };
-    for (const Row& row : rows) {
-        const auto& widget = control<QWidget>(row.name);
-        QCOMPARE(widget.metaObject()->className(), row.class_name);
-        QCOMPARE(widget.parentWidget()->objectName(), QString(row.parent));
-        QCOMPARE(widget.geometry(), row.geometry);
-        if (row.text)
-            QCOMPARE(widget.property("text").toString(), QString(row.text));
-    }
-    QCOMPARE(control<QGroupBox>("groupBox").title(), QString("Mod Information"));
-    QCOMPARE(window->windowTitle(), QString("Tarnwick Mod Uploader"));
-    QCOMPARE(window->objectName(), QString("MainWindow"));
-}
-
-void tst_window::keeps_its_stacking_and_settings()
-{
-    QStringList stacked;
-    for (QObject* child : window->centralWidget()->children())
-        stacked << child->objectName();
-    QCOMPARE(stacked.join(' '), QString("groupBox ChooseMetadata OutputLog ModDescription "
-                                        "ChangeNotes SubmitButton ViewButton"));
-
-    QCOMPARE(window->size(), QSize(730, 470));
-    window->resize(900, 900);
-    QCOMPARE(window->size(), QSize(730, 470));
-    QCOMPARE(int(window->windowFlags() & 0xFFF), 0x103);
-    QVERIFY(window->acceptDrops());
-    QVERIFY(!editor("ModDescription").acceptDrops());
-    QVERIFY(!editor("ChangeNotes").acceptDrops());
-
-    const QPlainTextEdit& log_pane = editor("OutputLog");
-    QVERIFY(log_pane.isReadOnly() && !log_pane.autoFillBackground());
-    QCOMPARE(log_pane.palette().color(QPalette::Active, QPalette::Base), QColor(Qt::lightGray));
-    QCOMPARE(log_pane.palette().color(QPalette::Inactive, QPalette::Base), QColor(Qt::lightGray));
-
-    const QLabel& preview = label("ModPreview");
-    QVERIFY(preview.autoFillBackground() && preview.hasScaledContents());
-    QCOMPARE(preview.alignment(), Qt::AlignCenter);
-    QCOMPARE(preview.palette().color(QPalette::Window), QColor(Qt::white));
-    QCOMPARE(button("ChangePreview").styleSheet(),
-             QString("#ChangePreview\n{\nbackground: rgba(200, 200, 200, 225);\nborder: none;\n"
-                     "font-weight: bold;\n}\n\n#ChangePreview:hover\n{\n"
-                     "background: rgb(150, 150, 150);\nborder: none;\nfont-weight: bold;\n}"));
-}
-
-void tst_window::starts_with_nothing_but_choosing()
-{
-    QCOMPARE(log_of(*window), (QStringList{green + "Initializing Steam API... Success",
-                                           black + "Please choose a mod to upload..."}));
-    QCOMPARE(enabled_controls(), QStringList{"ChooseMetadata"});
-
-    const auto& tags = control<QListWidget>("ModTags");
-    QStringList names;
-    for (int row = 0; row < tags.count(); ++row) {
-        names << tags.item(row)->text();
-        QVERIFY(tags.item(row)->flags() & Qt::ItemIsUserCheckable);
-    }
-    QCOMPARE(
-        names.join(", "),
-        QString("Lua, Items, Active Items, Trinkets, Pills, Cards, Pickups, Player Characters, "
-                "Familiars, Babies, Rooms, Floors, Enemies, Bosses, Hazards, Challenges, "
-                "Tweaks, Removals, Graphics, Shaders, Sound Effects, Music"));
-    QCOMPARE(checked_tags(), QStringList());
-
-    const auto& box = control<QComboBox>("ModVisibility");
-    QCOMPARE((QStringList{box.itemText(0), box.itemText(1), box.itemText(2)}),
-             (QStringList{"Public", "Friends Only", "Private"}));
-    QCOMPARE(box.count(), 3);
-    QCOMPARE(box.currentIndex(), 0);
-    QVERIFY(!QFile::exists("metadata.xml") && !QFile::exists("/metadata.xml"));
-}
-
-void tst_window::shows_every_fixed_text_whole_data()
-{
-    QTest::addColumn<QString>("family");
-    QTest::addColumn<int>("points");
-    for (const char* family : {"DejaVu Sans", "Noto Sans"}) {
-        for (const int points : {8, 9, 10, 11, 14})
-            QTest::addRow("%s %d", family, points) << family << points;
-    }
-}
-
-void tst_window::shows_every_fixed_text_whole()
-{
-    QFETCH(QString, family);
-    QFETCH(int, points);
-    const QFont former = QApplication::font();
-    QApplication::setFont(QFont(family, points));
-    open_window();
-    const auto restore = qScopeGuard([&] { QApplication::setFont(former); });
-
-    // As much ink as in a label with room to spare: nothing is cut off.
-    for (const char* name : {"label", "ModName", "ModVersion", "TagsLabel"}) {
-        const int ink = count_ink(label(name));
-        label(name).resize(label(name).size() + QSize(40, 20));
-        QVERIFY2(ink > 0 && ink == count_ink(label(name)), name);
+        practice.reset(new Practice);
+        folder.reset(new QTemporaryDir);
+        open_window();
     }
 
-    // Each entry of the box is drawn as in a box with room to spare.
-    auto& box = control<QComboBox>("ModVisibility");
-    box.setEnabled(true);
-    box.setCurrentIndex(1);
-    const QImage tight = box.grab().toImage();
-    box.resize(box.width() + 60, box.height());
-    const QImage roomy = box.grab().toImage();
-    const int arrow = qRound(20 * box.devicePixelRatioF());
-    const QRect text = tight.rect().adjusted(arrow / 10, arrow / 5, -arrow, -arrow / 5);
-    QCOMPARE(tight.copy(text), roomy.copy(text));
-}
-
-void tst_window::locks_everything_when_steam_is_not_there()
-{
-    window.reset();
-    practice->tell(R"({"start": "fails"})");
-    open_window();
-    QCOMPARE(log_of(*window),
-             QStringList{red
-                         + "Initializing Steam API... Failed. Please make sure Steam is running "
-                           "and then relaunch this app"});
-    QCOMPARE(enabled_controls(), QStringList());
-    QVERIFY(editor("OutputLog").isEnabled());
-}
-
-void tst_window::logs_in_colours_and_takes_markup()
-{
-    Logger::LogMessage("one<br>two %1", Logger::Warning);
-    Logger::LogMessage("never seen", static_cast<Logger::eMessageType>(7));
-    Logger::LogMessage("never seen", static_cast<Logger::eMessageType>(~0u));
-    QCOMPARE(log(), (QStringList{"#888800 one | two %1", black, black}));
-
-    Logger::Shutdown();
-    Logger::LogMessage("dropped", Logger::Info);
-    QCOMPARE(log().size(), 3);
-    QTest::keyClicks(&editor("OutputLog"), "typed");
-    QCOMPARE(log().size(), 3);
-}
-
-void tst_window::chooses_a_mod_in_the_file_dialog()
-{
-    write_file(mod_file(), metadata("<name>Lamp</name>"));
-    QString title;
-    QStringList filters;
+    void cleanup()
     {
-        ModalDriver cancelling([&](QWidget& dialog) {
-            title = dialog.windowTitle();
-            filters = static_cast<QFileDialog&>(dialog).nameFilters();
-        });
-        click("ChooseMetadata");
-        QCOMPARE(cancelling.count, 1);
+        window.reset();
+        QCOMPARE(practice->live_registrations(), 0);
+        if (practice->mistakes() != 0)
+            QFAIL(qPrintable(practice->journal().filter("mistake").join('\n')));
     }
-    QCOMPARE(title, QString("Choose Metadata"));
-    QCOMPARE(filters, QStringList{"Metadata (metadata.xml)"});
-    QCOMPARE(log(), QStringList());
 
-    ModalDriver choosing([this](QWidget& dialog) { choose_file(dialog, mod_file()); });
-    click("ChooseMetadata");
-    QCOMPARE(choosing.count, 1);
-    QCOMPARE(log(), (QStringList{green + "Processing 'MyMod/metadata.xml'... Success",
-                                 black + "Ready to upload mod 'Lamp'"}));
-}
-
-void tst_window::takes_drops_of_metadata_files_data()
-{
-    QTest::addColumn<QStringList>("urls");
-    QTest::addColumn<bool>("taken");
-    QTest::addColumn<QString>("first_line");
-    const QString success = green + "Processing 'MyMod/metadata.xml'... Success";
-    QTest::newRow("one file") << QStringList{"file://%1/MyMod/metadata.xml"} << true << success;
-    QTest::newRow("among others, the first one counts")
-        << QStringList{"file://%1/readme.txt", "file://%1/MyMod/metadata.xml",
-                       "file://%1/Other/metadata.xml"}
-        << true << success;
-    QTest::newRow("another file") << QStringList{"file://%1/metadata.xml.bak"} << false << "";
-    QTest::newRow("a folder") << QStringList{"file://%1/MyMod"} << false << "";
-    QTest::newRow("other case") << QStringList{"file://%1/MyMod/Metadata.xml"} << false << "";
-    QTest::newRow("nothing") << QStringList() << false << "";
-    QTest::newRow("only the end of the name is looked at here")
-        << QStringList{"file://%1/MyMod/oldmetadata.xml"} << true
-        << red + "Processing 'MyMod/oldmetadata.xml'... Failed";
-    QTest::newRow("not a local file") << QStringList{"https://example.org/metadata.xml"} << true
-                                      << red + "Processing ''... Failed";
-}
-
-void tst_window::takes_drops_of_metadata_files()
-{
-    QFETCH(QStringList, urls);
-    QFETCH(bool, taken);
-    QFETCH(QString, first_line);
-    write_file(mod_file(), metadata(""));
-    urls.replaceInStrings("%1", folder->path());
-    QCOMPARE(drop(urls), taken ? Qt::CopyAction : Qt::IgnoreAction);
-    QCOMPARE(log().value(0), first_line);
-}
-
-void tst_window::enables_what_a_mod_allows_data()
-{
-    QTest::addColumn<QByteArray>("body");
-    QTest::addColumn<bool>("can_view");
-    QTest::newRow("no item") << QByteArray("<id>0</id>") << false;
-    QTest::newRow("id that is no number") << QByteArray("<id>12x</id>") << false;
-    QTest::newRow("negative") << QByteArray("<id>-1</id>") << false;
-    QTest::newRow("an item") << QByteArray("<id>123</id>") << true;
-    QTest::newRow("the largest id") << QByteArray("<id>18446744073709551615</id>") << true;
-}
-
-void tst_window::enables_what_a_mod_allows()
-{
-    QFETCH(QByteArray, body);
-    QFETCH(bool, can_view);
-    load(body);
-    QStringList expected{"ChooseMetadata", "SubmitButton",   "ChangeNotes", "ModVisibility",
-                         "ChangePreview",  "ModDescription", "ModTags"};
-    if (can_view)
-        expected << "ViewButton";
-    QCOMPARE(enabled_controls(), expected);
-}
-
-void tst_window::locks_up_after_a_failed_read_and_keeps_the_mod()
-{
-    load("<name>Good</name><id>5</id>");
-    write_file(mod_file("Bad"), "<mod/>");
-    window->process_metadata_file(mod_file("Bad"), "Processing");
-    QCOMPARE(enabled_controls(), QStringList{"ChooseMetadata"});
-    QCOMPARE(label("ModName").text(), QString("Name: Good"));
-    QCOMPARE(log().mid(2).value(0), red + "Processing 'Bad/metadata.xml'... Failed");
-    // The reason is markup to the log: the tag in it does not show and the wide gap closes.
-    QCOMPARE(log().mid(2).value(1), red
-                                        + "No tag found in specified metadata file. Please see the "
-                                          "sample metadata.xml file for reference");
-
-    // The watch stays on the mod that is still loaded.
-    edit_outside(metadata("<name>Better</name>"));
-    QTRY_COMPARE(label("ModName").text(), QString("Name: Better"));
-
-    window->process_metadata_file("metadata.xml", "Processing");
-    QCOMPARE(log().mid(6).value(0), red + "Processing 'metadata.xml'... Failed");
-}
-
-void tst_window::shows_the_mod()
-{
-    load("<name>&lt;b&gt;Lamp %1</name><version>2.5</version><description>Glows</description>"
-         "<tag id='lua'/><tag id='Music'/><tag id='Custom'/><tag id='Pills'/>");
-    QCOMPARE(label("ModName").text(), QString("Name: <b>Lamp %1"));
-    QCOMPARE(label("ModName").textFormat(), Qt::PlainText);
-    QCOMPARE(label("ModName").toolTip(), QString("<b>Lamp %1"));
-    QCOMPARE(label("ModVersion").text(), QString("Version: 2.5"));
-    QCOMPARE(label("ModVersion").toolTip(), QString("2.5"));
-    QCOMPARE(editor("ModDescription").toPlainText(), QString("Glows"));
-    QCOMPARE(editor("ModDescription").toolTip(), QString("Glows"));
-    QCOMPARE(checked_tags(), (QStringList{"Pills", "Music"}));
-    load("<tag id='Lua'/>", "Other");
-    QCOMPARE(checked_tags(), QStringList{"Lua"});
-}
-
-void tst_window::keeps_the_description_in_view_when_a_mod_has_none()
-{
-    load("<description>From the first</description>");
-    load("", "Second");
-    QCOMPARE(editor("ModDescription").toPlainText(), QString("From the first"));
-    // The first visit to the editor makes it the second mod's.
-    editor("ModDescription").setFocus();
-    editor("ChangeNotes").setFocus();
-    QVERIFY(saved("Second").contains("<description>From the first</description>"));
-}
-
-void tst_window::selects_the_visibility_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<int>("index");
-    QTest::addColumn<QString>("stored");
-    QTest::newRow("public stays as written") << "PUBLIC" << 0 << "PUBLIC";
-    QTest::newRow("friends only") << "FRIENDS ONLY" << 1 << "Friends Only";
-    QTest::newRow("private") << "private" << 2 << "Private";
-    QTest::newRow("hyphenated") << "friends-only" << 0 << "friends-only";
-}
-
-void tst_window::selects_the_visibility()
-{
-    QFETCH(QString, text);
-    QFETCH(int, index);
-    QFETCH(QString, stored);
-    load("<visibility>" + text.toUtf8() + "</visibility>");
-    QCOMPARE(control<QComboBox>("ModVisibility").currentIndex(), index);
-    QVERIFY(saved().contains("<visibility>" + stored + "</visibility>"));
-}
-
-void tst_window::reads_outside_edits_again()
-{
-    load("<name>One</name>");
-    window->GetModDescriptor().preview_path = "/chosen.png";
-    QTest::qWait(150);
-    QCOMPARE(log().size(), 2); // its own write is not an outside edit
-
-    edit_outside(metadata("<name>Two</name>"));
-    QTRY_COMPARE(log().size(), 4);
-    QCOMPARE(log().at(2), green
-                              + "Detected metadata change, reprocessing 'MyMod/metadata.xml'... "
-                                "Success");
-    QCOMPARE(label("ModName").text(), QString("Name: Two"));
-    QCOMPARE(window->GetModDescriptor().preview_path, QString());
-
-    edit_outside("<broken");
-    QTRY_COMPARE(log().size(), 6);
-    QCOMPARE(log().at(4), red
-                              + "Detected metadata change, reprocessing 'MyMod/metadata.xml'... "
-                                "Failed");
-    QCOMPARE(enabled_controls(), QStringList{"ChooseMetadata"});
-
-    QFile::remove(mod_file());
-    QTest::qWait(100);
-    QCOMPARE(log().size(), 6);
-}
-
-void tst_window::saves_a_changed_visibility_at_once()
-{
-    load("");
-    auto& box = control<QComboBox>("ModVisibility");
-    box.setFocus();
-    QTest::keyClick(&box, Qt::Key_Down);
-    QVERIFY(saved().contains("<visibility>Friends Only</visibility>"));
-    QTest::keyClick(&box, Qt::Key_Down);
-    QVERIFY(saved().contains("<visibility>Private</visibility>"));
-    QTest::keyClick(&box, Qt::Key_Home);
-    QVERIFY(saved().contains("<visibility>Public</visibility>"));
-    QTest::qWait(100);
-    QCOMPARE(log().size(), 2);
-}
-
-void tst_window::saves_changed_tags_at_once()
-{
-    const auto stored_tags = [this] {
-        QStringList tags;
-        for (const QString& line : saved().split('\n')) {
-            if (line.contains("<tag "))
-                tags << line.section('"', 1, 1);
+    void has_the_form_it_is_known_by()
+    {
+        struct Row
+        {
+            const char* name;
+            const char* class_name;
+            const char* parent;
+            QRect geometry;
+            const char* text;
+        };
+        const Row rows[] = {
+            {"ChooseMetadata", "QPushButton", "centralWidget", {10, 20, 111, 61}, "Choose Mod..."},
+            {"OutputLog", "LoggerTextEdit", "centralWidget", {0, 320, 731, 151}, nullptr},
+            {"groupBox", "QGroupBox", "centralWidget", {10, 100, 711, 211}, nullptr},
+            {"ModPreview", "QLabel", "groupBox", {210, 20, 141, 141}, ""},
+            {"ChangePreview", "QPushButton", "groupBox", {210, 140, 141, 21}, "Change"},
+            {"ModName", "QLabel", "groupBox", {10, 30, 191, 16}, "Name:"},
+            {"ModVersion", "QLabel", "groupBox", {10, 50, 191, 16}, "Version:"},
+            {"ModVisibility", "QComboBox", "groupBox", {260, 177, 91, 21}, nullptr},
+            {"label", "QLabel", "groupBox", {210, 180, 47, 13}, "Visibility:"},
+            {"ModTags", "QListWidget", "groupBox", {10, 90, 181, 111}, nullptr},
+            {"TagsLabel", "QLabel", "groupBox", {10, 70, 191, 16}, "Tags:"},
+            {"ModDescription",
+             "ModDescriptionTextEdit",
+             "centralWidget",
+             {380, 120, 331, 181},
+             nullptr},
+            {"ChangeNotes", "ReleaseNotesTextEdit", "centralWidget", {380, 10, 341, 81}, nullptr},
+            {"SubmitButton", "QPushButton", "centralWidget", {130, 20, 121, 61}, "Upload Mod"},
+            {"ViewButton", "QPushButton", "centralWidget", {260, 20, 111, 61}, "View Mod"},
+        };
+        for (const Row& row : rows) {
+            const auto& widget = control<QWidget>(row.name);
+            QCOMPARE(widget.metaObject()->className(), row.class_name);
+            QCOMPARE(widget.parentWidget()->objectName(), QString(row.parent));
+            QCOMPARE(widget.geometry(), row.geometry);
+            if (row.text)
+                QCOMPARE(widget.property("text").toString(), QString(row.text));
         }
-        return tags;
-    };
+        QCOMPARE(control<QGroupBox>("groupBox").title(), QString("Mod Information"));
+        QCOMPARE(window->windowTitle(), QString("Tarnwick Mod Uploader"));
+        QCOMPARE(window->objectName(), QString("MainWindow"));
+    }
 
-    load("<tag id='Items'/><tag id='Lua'/>");
-    const QString before = saved();
-    auto& list = control<QListWidget>("ModTags");
-    // A click beside the check box only selects the row.
-    QTest::mouseClick(list.viewport(), Qt::LeftButton, {},
-                      list.visualItemRect(list.item(3)).center() + QPoint(60, 0));
-    QCOMPARE(saved(), before); // the order alone is no change
-
-    toggle_tag("Items");
-    QCOMPARE(stored_tags(), QStringList{"Lua"});
-    toggle_tag("Music");
-    QCOMPARE(stored_tags(), (QStringList{"Lua", "Music"}));
-    toggle_tag("Items");
-    QCOMPARE(stored_tags(), (QStringList{"Lua", "Items", "Music"}));
-
-    load("<tag id='Custom'/><tag id='Lua'/>", "Other");
-    QTest::mouseClick(list.viewport(), Qt::LeftButton, {},
-                      list.visualItemRect(list.item(3)).center() + QPoint(60, 0));
-    QCOMPARE(window->GetModDescriptor().tags, QStringList{"Lua"}); // what is not offered is dropped
-
-    load("<tag id='Custom'/>", "Third"); // as many, but others
-    toggle_tag("Pills");
-    QCOMPARE(window->GetModDescriptor().tags, QStringList{"Pills"});
-}
-
-void tst_window::saves_the_description_when_the_focus_leaves()
-{
-    load("<description>Old</description>");
-    auto& description = editor("ModDescription");
-    description.setFocus();
-    description.setPlainText("New\ntext");
-    QVERIFY(saved().contains("<description>Old"));
-    editor("ChangeNotes").setFocus();
-    QVERIFY(saved().contains("<description>New\ntext</description>"));
-
-    QVERIFY(QFile::remove(mod_file()));
-    description.setFocus();
-    editor("ChangeNotes").setFocus();
-    QVERIFY(!QFile::exists(mod_file())); // nothing changed, nothing written
-
-    description.setFocus();
-    description.clear();
-    editor("ChangeNotes").setFocus();
-    QVERIFY(saved().contains("<description></description>"));
-    QCOMPARE(description.toPlainText(), QString("Enter Mod Description"));
-}
-
-void tst_window::prompts_in_empty_editors()
-{
-    load("");
-    QCOMPARE(editor("ChangeNotes").toPlainText(), QString("Enter Change Notes"));
-    QCOMPARE(editor("ModDescription").toPlainText(), QString("Enter Mod Description"));
-    editor("ChangeNotes").setFocus();
-    QCOMPARE(editor("ChangeNotes").toPlainText(), QString());
-    editor("ModDescription").setFocus();
-    QCOMPARE(editor("ChangeNotes").toPlainText(), QString("Enter Change Notes"));
-    QCOMPARE(editor("ChangeNotes").blockCount(), 1);
-    editor("ChangeNotes").setFocus();
-    QTest::keyClicks(&editor("ChangeNotes"), " ");
-    editor("ModDescription").setFocus();
-    QCOMPARE(editor("ChangeNotes").toPlainText(), QString(" "));
-}
-
-void tst_window::clears_panes_from_their_menu_data()
-{
-    QTest::addColumn<QByteArray>("pane_name");
-    QTest::newRow("log") << QByteArray("OutputLog");
-    QTest::newRow("change notes") << QByteArray("ChangeNotes");
-    QTest::newRow("description") << QByteArray("ModDescription");
-}
-
-void tst_window::clears_panes_from_their_menu()
-{
-    QFETCH(QByteArray, pane_name);
-    load("<description>Glows</description>");
-    auto& pane = editor(pane_name);
-    pane.setFocus();
-    pane.setPlainText("text");
-    const QPoint place(40, 10);
-
-    QStringList entries;
-    QPoint shown_at;
+    void keeps_its_stacking_and_settings()
     {
-        ModalDriver dismissing([&](QWidget& menu) {
-            shown_at = menu.pos();
-            for (const QAction* action : static_cast<QMenu&>(menu).actions())
-                entries << action->text();
-        });
-        QTest::mouseClick(pane.viewport(), Qt::LeftButton, {}, place);
-        QTest::qWait(60);
-        QCOMPARE(dismissing.count, 0);
+        QStringList stacked;
+        for (QObject* child : window->centralWidget()->children())
+            stacked << child->objectName();
+        QCOMPARE(stacked.join(' '), QString("groupBox ChooseMetadata OutputLog ModDescription "
+                                            "ChangeNotes SubmitButton ViewButton"));
+
+        QCOMPARE(window->size(), QSize(730, 470));
+        window->resize(900, 900);
+        QCOMPARE(window->size(), QSize(730, 470));
+        QCOMPARE(int(window->windowFlags() & 0xFFF), 0x103);
+        QVERIFY(window->acceptDrops());
+        QVERIFY(!editor("ModDescription").acceptDrops());
+        QVERIFY(!editor("ChangeNotes").acceptDrops());
+
+        const QPlainTextEdit& log_pane = editor("OutputLog");
+        QVERIFY(log_pane.isReadOnly() && !log_pane.autoFillBackground());
+        QCOMPARE(log_pane.palette().color(QPalette::Active, QPalette::Base), QColor(Qt::lightGray));
+        QCOMPARE(log_pane.palette().color(QPalette::Inactive, QPalette::Base),
+                 QColor(Qt::lightGray));
+
+        const QLabel& preview = label("ModPreview");
+        QVERIFY(preview.autoFillBackground() && preview.hasScaledContents());
+        QCOMPARE(preview.alignment(), Qt::AlignCenter);
+        QCOMPARE(preview.palette().color(QPalette::Window), QColor(Qt::white));
+        QCOMPARE(button("ChangePreview").styleSheet(),
+                 QString("#ChangePreview\n{\nbackground: rgba(200, 200, 200, 225);\nborder: none;\n"
+                         "font-weight: bold;\n}\n\n#ChangePreview:hover\n{\n"
+                         "background: rgb(150, 150, 150);\nborder: none;\nfont-weight: bold;\n}"));
+    }
+
+    void starts_with_nothing_but_choosing()
+    {
+        QCOMPARE(log_of(*window), (QStringList{green + "Initializing Steam API... Success",
+                                               black + "Please choose a mod to upload..."}));
+        QCOMPARE(enabled_controls(), QStringList{"ChooseMetadata"});
+
+        const auto& tags = control<QListWidget>("ModTags");
+        QStringList names;
+        for (int row = 0; row < tags.count(); ++row) {
+            names << tags.item(row)->text();
+            QVERIFY(tags.item(row)->flags() & Qt::ItemIsUserCheckable);
+        }
+        QCOMPARE(
+            names.join(", "),
+            QString("Lua, Items, Active Items, Trinkets, Pills, Cards, Pickups, Player Characters, "
+                    "Familiars, Babies, Rooms, Floors, Enemies, Bosses, Hazards, Challenges, "
+                    "Tweaks, Removals, Graphics, Shaders, Sound Effects, Music"));
+        QCOMPARE(checked_tags(), QStringList());
+
+        const auto& box = control<QComboBox>("ModVisibility");
+        QCOMPARE((QStringList{box.itemText(0), box.itemText(1), box.itemText(2)}),
+                 (QStringList{"Public", "Friends Only", "Private"}));
+        QCOMPARE(box.count(), 3);
+        QCOMPARE(box.currentIndex(), 0);
+        QVERIFY(!QFile::exists("metadata.xml") && !QFile::exists("/metadata.xml"));
+    }
+
+    void shows_every_fixed_text_whole_data()
+    {
+        QTest::addColumn<QString>("family");
+        QTest::addColumn<int>("points");
+        for (const char* family : {"DejaVu Sans", "Noto Sans"}) {
+            for (const int points : {8, 9, 10, 11, 14})
+                QTest::addRow("%s %d", family, points) << family << points;
+        }
+    }
+
+    void shows_every_fixed_text_whole()
+    {
+        QFETCH(QString, family);
+        QFETCH(int, points);
+        const QFont former = QApplication::font();
+        QApplication::setFont(QFont(family, points));
+        open_window();
+        const auto restore = qScopeGuard([&] { QApplication::setFont(former); });
+
+        // As much ink as in a label with room to spare: nothing is cut off.
+        for (const char* name : {"label", "ModName", "ModVersion", "TagsLabel"}) {
+            const int ink = count_ink(label(name));
+            label(name).resize(label(name).size() + QSize(40, 20));
+            QVERIFY2(ink > 0 && ink == count_ink(label(name)), name);
+        }
+
+        // Each entry of the box is drawn as in a box with room to spare.
+        auto& box = control<QComboBox>("ModVisibility");
+        box.setEnabled(true);
+        box.setCurrentIndex(1);
+        const QImage tight = box.grab().toImage();
+        box.resize(box.width() + 60, box.height());
+        const QImage roomy = box.grab().toImage();
+        const int arrow = qRound(20 * box.devicePixelRatioF());
+        const QRect text = tight.rect().adjusted(arrow / 10, arrow / 5, -arrow, -arrow / 5);
+        QCOMPARE(tight.copy(text), roomy.copy(text));
+    }
+
+    void locks_everything_when_steam_is_not_there()
+    {
+        window.reset();
+        practice->tell(R"({"start": "fails"})");
+        open_window();
+        QCOMPARE(
+            log_of(*window),
+            QStringList{red
+                        + "Initializing Steam API... Failed. Please make sure Steam is running "
+                          "and then relaunch this app"});
+        QCOMPARE(enabled_controls(), QStringList());
+        QVERIFY(editor("OutputLog").isEnabled());
+    }
+
+    void logs_in_colours_and_takes_markup()
+    {
+        Logger::LogMessage("one<br>two %1", Logger::Warning);
+        Logger::LogMessage("never seen", static_cast<Logger::eMessageType>(7));
+        Logger::LogMessage("never seen", static_cast<Logger::eMessageType>(~0u));
+        QCOMPARE(log(), (QStringList{"#888800 one | two %1", black, black}));
+
+        Logger::Shutdown();
+        Logger::LogMessage("dropped", Logger::Info);
+        QCOMPARE(log().size(), 3);
+        QTest::keyClicks(&editor("OutputLog"), "typed");
+        QCOMPARE(log().size(), 3);
+    }
+
+    void chooses_a_mod_in_the_file_dialog()
+    {
+        write_file(mod_file(), metadata("<name>Lamp</name>"));
+        QString title;
+        QStringList filters;
+        {
+            ModalDriver cancelling([&](QWidget& dialog) {
+                title = dialog.windowTitle();
+                filters = static_cast<QFileDialog&>(dialog).nameFilters();
+            });
+            click("ChooseMetadata");
+            QCOMPARE(cancelling.count, 1);
+        }
+        QCOMPARE(title, QString("Choose Metadata"));
+        QCOMPARE(filters, QStringList{"Metadata (metadata.xml)"});
+        QCOMPARE(log(), QStringList());
+
+        ModalDriver choosing([this](QWidget& dialog) { choose_file(dialog, mod_file()); });
+        click("ChooseMetadata");
+        QCOMPARE(choosing.count, 1);
+        QCOMPARE(log(), (QStringList{green + "Processing 'MyMod/metadata.xml'... Success",
+                                     black + "Ready to upload mod 'Lamp'"}));
+    }
+
+    void takes_drops_of_metadata_files_data()
+    {
+        QTest::addColumn<QStringList>("urls");
+        QTest::addColumn<bool>("taken");
+        QTest::addColumn<QString>("first_line");
+        const QString success = green + "Processing 'MyMod/metadata.xml'... Success";
+        QTest::newRow("one file") << QStringList{"file://%1/MyMod/metadata.xml"} << true << success;
+        QTest::newRow("among others, the first one counts")
+            << QStringList{"file://%1/readme.txt", "file://%1/MyMod/metadata.xml",
+                           "file://%1/Other/metadata.xml"}
+            << true << success;
+        QTest::newRow("another file") << QStringList{"file://%1/metadata.xml.bak"} << false << "";
+        QTest::newRow("a folder") << QStringList{"file://%1/MyMod"} << false << "";
+        QTest::newRow("other case") << QStringList{"file://%1/MyMod/Metadata.xml"} << false << "";
+        QTest::newRow("nothing") << QStringList() << false << "";
+        QTest::newRow("only the end of the name is looked at here")
+            << QStringList{"file://%1/MyMod/oldmetadata.xml"} << true
+            << red + "Processing 'MyMod/oldmetadata.xml'... Failed";
+        QTest::newRow("not a local file") << QStringList{"https://example.org/metadata.xml"} << true
+                                          << red + "Processing ''... Failed";
+    }
+
+    void takes_drops_of_metadata_files()
+    {
+        QFETCH(QStringList, urls);
+        QFETCH(bool, taken);
+        QFETCH(QString, first_line);
+        write_file(mod_file(), metadata(""));
+        urls.replaceInStrings("%1", folder->path());
+        QCOMPARE(drop(urls), taken ? Qt::CopyAction : Qt::IgnoreAction);
+        QCOMPARE(log().value(0), first_line);
+    }
+
+    void enables_what_a_mod_allows_data()
+    {
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<bool>("can_view");
+        QTest::newRow("no item") << QByteArray("<id>0</id>") << false;
+        QTest::newRow("id that is no number") << QByteArray("<id>12x</id>") << false;
+        QTest::newRow("negative") << QByteArray("<id>-1</id>") << false;
+        QTest::newRow("an item") << QByteArray("<id>123</id>") << true;
+        QTest::newRow("the largest id") << QByteArray("<id>18446744073709551615</id>") << true;
+    }
+
+    void enables_what_a_mod_allows()
+    {
+        QFETCH(QByteArray, body);
+        QFETCH(bool, can_view);
+        load(body);
+        QStringList expected{"ChooseMetadata", "SubmitButton",   "ChangeNotes", "ModVisibility",
+                             "ChangePreview",  "ModDescription", "ModTags"};
+        if (can_view)
+            expected << "ViewButton";
+        QCOMPARE(enabled_controls(), expected);
+    }
+
+    void locks_up_after_a_failed_read_and_keeps_the_mod()
+    {
+        load("<name>Good</name><id>5</id>");
+        write_file(mod_file("Bad"), "<mod/>");
+        window->process_metadata_file(mod_file("Bad"), "Processing");
+        QCOMPARE(enabled_controls(), QStringList{"ChooseMetadata"});
+        QCOMPARE(label("ModName").text(), QString("Name: Good"));
+        QCOMPARE(log().mid(2).value(0), red + "Processing 'Bad/metadata.xml'... Failed");
+        // The reason is markup to the log: the tag in it does not show and the wide gap closes.
+        QCOMPARE(log().mid(2).value(1),
+                 red
+                     + "No tag found in specified metadata file. Please see the "
+                       "sample metadata.xml file for reference");
+
+        // The watch stays on the mod that is still loaded.
+        edit_outside(metadata("<name>Better</name>"));
+        QTRY_COMPARE(label("ModName").text(), QString("Name: Better"));
+
+        window->process_metadata_file("metadata.xml", "Processing");
+        QCOMPARE(log().mid(6).value(0), red + "Processing 'metadata.xml'... Failed");
+    }
+
+    void shows_the_mod()
+    {
+        load("<name>&lt;b&gt;Lamp %1</name><version>2.5</version><description>Glows</description>"
+             "<tag id='lua'/><tag id='Music'/><tag id='Custom'/><tag id='Pills'/>");
+        QCOMPARE(label("ModName").text(), QString("Name: <b>Lamp %1"));
+        QCOMPARE(label("ModName").textFormat(), Qt::PlainText);
+        QCOMPARE(label("ModName").toolTip(), QString("<b>Lamp %1"));
+        QCOMPARE(label("ModVersion").text(), QString("Version: 2.5"));
+        QCOMPARE(label("ModVersion").toolTip(), QString("2.5"));
+        QCOMPARE(editor("ModDescription").toPlainText(), QString("Glows"));
+        QCOMPARE(editor("ModDescription").toolTip(), QString("Glows"));
+        QCOMPARE(checked_tags(), (QStringList{"Pills", "Music"}));
+        load("<tag id='Lua'/>", "Other");
+        QCOMPARE(checked_tags(), QStringList{"Lua"});
+    }
+
+    void keeps_the_description_in_view_when_a_mod_has_none()
+    {
+        load("<description>From the first</description>");
+        load("", "Second");
+        QCOMPARE(editor("ModDescription").toPlainText(), QString("From the first"));
+        // The first visit to the editor makes it the second mod's.
+        editor("ModDescription").setFocus();
+        editor("ChangeNotes").setFocus();
+        QVERIFY(saved("Second").contains("<description>From the first</description>"));
+    }
+
+    void selects_the_visibility_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("index");
+        QTest::addColumn<QString>("stored");
+        QTest::newRow("public stays as written") << "PUBLIC" << 0 << "PUBLIC";
+        QTest::newRow("friends only") << "FRIENDS ONLY" << 1 << "Friends Only";
+        QTest::newRow("private") << "private" << 2 << "Private";
+        QTest::newRow("hyphenated") << "friends-only" << 0 << "friends-only";
+    }
+
+    void selects_the_visibility()
+    {
+        QFETCH(QString, text);
+        QFETCH(int, index);
+        QFETCH(QString, stored);
+        load("<visibility>" + text.toUtf8() + "</visibility>");
+        QCOMPARE(control<QComboBox>("ModVisibility").currentIndex(), index);
+        QVERIFY(saved().contains("<visibility>" + stored + "</visibility>"));
+    }
+
+    void reads_outside_edits_again()
+    {
+        load("<name>One</name>");
+        window->GetModDescriptor().preview_path = "/chosen.png";
+        QTest::qWait(150);
+        QCOMPARE(log().size(), 2); // its own write is not an outside edit
+
+        edit_outside(metadata("<name>Two</name>"));
+        QTRY_COMPARE(log().size(), 4);
+        QCOMPARE(log().at(2),
+                 green
+                     + "Detected metadata change, reprocessing 'MyMod/metadata.xml'... "
+                       "Success");
+        QCOMPARE(label("ModName").text(), QString("Name: Two"));
+        QCOMPARE(window->GetModDescriptor().preview_path, QString());
+
+        edit_outside("<broken");
+        QTRY_COMPARE(log().size(), 6);
+        QCOMPARE(log().at(4),
+                 red
+                     + "Detected metadata change, reprocessing 'MyMod/metadata.xml'... "
+                       "Failed");
+        QCOMPARE(enabled_controls(), QStringList{"ChooseMetadata"});
+
+        QFile::remove(mod_file());
+        QTest::qWait(100);
+        QCOMPARE(log().size(), 6);
+    }
+
+    void saves_a_changed_visibility_at_once()
+    {
+        load("");
+        auto& box = control<QComboBox>("ModVisibility");
+        box.setFocus();
+        QTest::keyClick(&box, Qt::Key_Down);
+        QVERIFY(saved().contains("<visibility>Friends Only</visibility>"));
+        QTest::keyClick(&box, Qt::Key_Down);
+        QVERIFY(saved().contains("<visibility>Private</visibility>"));
+        QTest::keyClick(&box, Qt::Key_Home);
+        QVERIFY(saved().contains("<visibility>Public</visibility>"));
+        QTest::qWait(100);
+        QCOMPARE(log().size(), 2);
+    }
+
+    void saves_changed_tags_at_once()
+    {
+        const auto stored_tags = [this] {
+            QStringList tags;
+            for (const QString& line : saved().split('\n')) {
+                if (line.contains("<tag "))
+                    tags << line.section('"', 1, 1);
+            }
+            return tags;
+        };
+
+        load("<tag id='Items'/><tag id='Lua'/>");
+        const QString before = saved();
+        auto& list = control<QListWidget>("ModTags");
+        // A click beside the check box only selects the row.
+        QTest::mouseClick(list.viewport(), Qt::LeftButton, {},
+                          list.visualItemRect(list.item(3)).center() + QPoint(60, 0));
+        QCOMPARE(saved(), before); // the order alone is no change
+
+        toggle_tag("Items");
+        QCOMPARE(stored_tags(), QStringList{"Lua"});
+        toggle_tag("Music");
+        QCOMPARE(stored_tags(), (QStringList{"Lua", "Music"}));
+        toggle_tag("Items");
+        QCOMPARE(stored_tags(), (QStringList{"Lua", "Items", "Music"}));
+
+        load("<tag id='Custom'/><tag id='Lua'/>", "Other");
+        QTest::mouseClick(list.viewport(), Qt::LeftButton, {},
+                          list.visualItemRect(list.item(3)).center() + QPoint(60, 0));
+        QCOMPARE(window->GetModDescriptor().tags,
+                 QStringList{"Lua"}); // what is not offered is dropped
+
+        load("<tag id='Custom'/>", "Third"); // as many, but others
+        toggle_tag("Pills");
+        QCOMPARE(window->GetModDescriptor().tags, QStringList{"Pills"});
+    }
+
+    void saves_the_description_when_the_focus_leaves()
+    {
+        load("<description>Old</description>");
+        auto& description = editor("ModDescription");
+        description.setFocus();
+        description.setPlainText("New\ntext");
+        QVERIFY(saved().contains("<description>Old"));
+        editor("ChangeNotes").setFocus();
+        QVERIFY(saved().contains("<description>New\ntext</description>"));
+
+        QVERIFY(QFile::remove(mod_file()));
+        description.setFocus();
+        editor("ChangeNotes").setFocus();
+        QVERIFY(!QFile::exists(mod_file())); // nothing changed, nothing written
+
+        description.setFocus();
+        description.clear();
+        editor("ChangeNotes").setFocus();
+        QVERIFY(saved().contains("<description></description>"));
+        QCOMPARE(description.toPlainText(), QString("Enter Mod Description"));
+    }
+
+    void prompts_in_empty_editors()
+    {
+        load("");
+        QCOMPARE(editor("ChangeNotes").toPlainText(), QString("Enter Change Notes"));
+        QCOMPARE(editor("ModDescription").toPlainText(), QString("Enter Mod Description"));
+        editor("ChangeNotes").setFocus();
+        QCOMPARE(editor("ChangeNotes").toPlainText(), QString());
+        editor("ModDescription").setFocus();
+        QCOMPARE(editor("ChangeNotes").toPlainText(), QString("Enter Change Notes"));
+        QCOMPARE(editor("ChangeNotes").blockCount(), 1);
+        editor("ChangeNotes").setFocus();
+        QTest::keyClicks(&editor("ChangeNotes"), " ");
+        editor("ModDescription").setFocus();
+        QCOMPARE(editor("ChangeNotes").toPlainText(), QString(" "));
+    }
+
+    void clears_panes_from_their_menu_data()
+    {
+        QTest::addColumn<QByteArray>("pane_name");
+        QTest::newRow("log") << QByteArray("OutputLog");
+        QTest::newRow("change notes") << QByteArray("ChangeNotes");
+        QTest::newRow("description") << QByteArray("ModDescription");
+    }
+
+    void clears_panes_from_their_menu()
+    {
+        QFETCH(QByteArray, pane_name);
+        load("<description>Glows</description>");
+        auto& pane = editor(pane_name);
+        pane.setFocus();
+        pane.setPlainText("text");
+        const QPoint place(40, 10);
+
+        QStringList entries;
+        QPoint shown_at;
+        {
+            ModalDriver dismissing([&](QWidget& menu) {
+                shown_at = menu.pos();
+                for (const QAction* action : static_cast<QMenu&>(menu).actions())
+                    entries << action->text();
+            });
+            QTest::mouseClick(pane.viewport(), Qt::LeftButton, {}, place);
+            QTest::qWait(60);
+            QCOMPARE(dismissing.count, 0);
+            QTest::mouseClick(pane.viewport(), Qt::RightButton, {}, place);
+            QContextMenuEvent following(QContextMenuEvent::Mouse, place, pane.mapToGlobal(place));
+            QApplication::sendEvent(pane.viewport(), &following);
+            QTest::qWait(60);
+            QCOMPARE(dismissing.count, 1); // no second menu after it
+        }
+        QCOMPARE(entries, QStringList{"Clear All"});
+        QCOMPARE(shown_at, pane.mapToGlobal(place));
+        QCOMPARE(pane.toPlainText(), QString("text"));
+
+        ModalDriver choosing(
+            [](QWidget& menu) { static_cast<QMenu&>(menu).actions().first()->trigger(); });
         QTest::mouseClick(pane.viewport(), Qt::RightButton, {}, place);
-        QContextMenuEvent following(QContextMenuEvent::Mouse, place, pane.mapToGlobal(place));
-        QApplication::sendEvent(pane.viewport(), &following);
-        QTest::qWait(60);
-        QCOMPARE(dismissing.count, 1); // no second menu after it
+        QCOMPARE(choosing.count, 1);
+        QCOMPARE(pane.toPlainText(), QString()); // the prompt only returns when the focus leaves
+        QVERIFY(pane.findChildren<QMenu*>().isEmpty());
     }
-    QCOMPARE(entries, QStringList{"Clear All"});
-    QCOMPARE(shown_at, pane.mapToGlobal(place));
-    QCOMPARE(pane.toPlainText(), QString("text"));
 
-    ModalDriver choosing(
-        [](QWidget& menu) { static_cast<QMenu&>(menu).actions().first()->trigger(); });
-    QTest::mouseClick(pane.viewport(), Qt::RightButton, {}, place);
-    QCOMPARE(choosing.count, 1);
-    QCOMPARE(pane.toPlainText(), QString()); // the prompt only returns when the focus leaves
-    QVERIFY(pane.findChildren<QMenu*>().isEmpty());
-}
-
-void tst_window::changes_the_preview()
-{
-    load("");
-    const QString path = folder->path() + "/preview.png";
-    write_file(path, picture(QSize(20, 10), qRgb(200, 0, 0)));
-    QString title;
-    QStringList filters;
+    void changes_the_preview()
     {
-        ModalDriver choosing([&](QWidget& dialog) {
-            title = dialog.windowTitle();
-            filters = static_cast<QFileDialog&>(dialog).nameFilters();
-            choose_file(dialog, path);
-        });
+        load("");
+        const QString path = folder->path() + "/preview.png";
+        write_file(path, picture(QSize(20, 10), qRgb(200, 0, 0)));
+        QString title;
+        QStringList filters;
+        {
+            ModalDriver choosing([&](QWidget& dialog) {
+                title = dialog.windowTitle();
+                filters = static_cast<QFileDialog&>(dialog).nameFilters();
+                choose_file(dialog, path);
+            });
+            click("ChangePreview");
+        }
+        QCOMPARE(title, QString("Choose Preview"));
+        QCOMPARE(filters, QStringList{"Mod Preview Files (*.png *.jpg *.bmp)"});
+        QCOMPARE(label("ModPreview").pixmap(Qt::ReturnByValue).size(), QSize(20, 10));
+        QCOMPARE(window->GetModDescriptor().preview_path, path);
+        QVERIFY(!saved().contains("preview"));
+        QCOMPARE(log().size(), 2);
+
+        // Not a picture: nothing to show, but it is what will be sent.
+        write_file(folder->path() + "/bad.png", "not a picture");
+        ModalDriver choosing(
+            [&](QWidget& dialog) { choose_file(dialog, folder->path() + "/bad.png"); });
         click("ChangePreview");
+        QVERIFY(label("ModPreview").pixmap(Qt::ReturnByValue).isNull());
+        QCOMPARE(window->GetModDescriptor().preview_path, folder->path() + "/bad.png");
     }
-    QCOMPARE(title, QString("Choose Preview"));
-    QCOMPARE(filters, QStringList{"Mod Preview Files (*.png *.jpg *.bmp)"});
-    QCOMPARE(label("ModPreview").pixmap(Qt::ReturnByValue).size(), QSize(20, 10));
-    QCOMPARE(window->GetModDescriptor().preview_path, path);
-    QVERIFY(!saved().contains("preview"));
-    QCOMPARE(log().size(), 2);
 
-    // Not a picture: nothing to show, but it is what will be sent.
-    write_file(folder->path() + "/bad.png", "not a picture");
-    ModalDriver choosing(
-        [&](QWidget& dialog) { choose_file(dialog, folder->path() + "/bad.png"); });
-    click("ChangePreview");
-    QVERIFY(label("ModPreview").pixmap(Qt::ReturnByValue).isNull());
-    QCOMPARE(window->GetModDescriptor().preview_path, folder->path() + "/bad.png");
-}
+    void shows_the_workshop_preview()
+    {
+        load("<name>Lamp</name>");
+        window->GetModDescriptor().preview_path = folder->path() + "/preview.png";
+        write_file(folder->path() + "/preview.png", picture(QSize(64, 64), qRgb(0, 0, 200)));
+        click("SubmitButton");
+        QTRY_VERIFY(!upload_dialog());
+        const QByteArray body = "<id>" + window->GetModDescriptor().id.toUtf8() + "</id>";
 
-void tst_window::shows_the_workshop_preview()
-{
-    load("<name>Lamp</name>");
-    window->GetModDescriptor().preview_path = folder->path() + "/preview.png";
-    write_file(folder->path() + "/preview.png", picture(QSize(64, 64), qRgb(0, 0, 200)));
-    click("SubmitButton");
-    QTRY_VERIFY(!upload_dialog());
-    const QByteArray body = "<id>" + window->GetModDescriptor().id.toUtf8() + "</id>";
+        open_window();
+        load(body);
+        QVERIFY(!label("ModPreview").hasScaledContents());
+        QVERIFY(label("ModPreview").movie());
+        QCOMPARE(label("ModPreview").movie()->scaledSize(), QSize(71, 71));
+        QCOMPARE(label("ModPreview").movie()->state(), QMovie::Running);
+        QVERIFY(label("ModPreview").movie()->frameCount() > 1);
+        QTRY_VERIFY(!label("ModPreview").pixmap(Qt::ReturnByValue).isNull());
+        QCOMPARE(label("ModPreview").pixmap(Qt::ReturnByValue).size(), QSize(64, 64));
+        QVERIFY(label("ModPreview").hasScaledContents());
+        QCOMPARE(window->GetModDescriptor().preview_path, QString());
 
-    open_window();
-    load(body);
-    QVERIFY(!label("ModPreview").hasScaledContents());
-    QVERIFY(label("ModPreview").movie());
-    QCOMPARE(label("ModPreview").movie()->scaledSize(), QSize(71, 71));
-    QCOMPARE(label("ModPreview").movie()->state(), QMovie::Running);
-    QVERIFY(label("ModPreview").movie()->frameCount() > 1);
-    QTRY_VERIFY(!label("ModPreview").pixmap(Qt::ReturnByValue).isNull());
-    QCOMPARE(label("ModPreview").pixmap(Qt::ReturnByValue).size(), QSize(64, 64));
-    QVERIFY(label("ModPreview").hasScaledContents());
-    QCOMPARE(window->GetModDescriptor().preview_path, QString());
+        practice->forget();
+        load(body); // the same item again: nothing is fetched and the picture stays
+        QVERIFY(!practice->journal().join('\n').contains("Query"));
+        QVERIFY(!label("ModPreview").pixmap(Qt::ReturnByValue).isNull());
+        load("<id>0</id>", "Other");
+        QVERIFY(label("ModPreview").pixmap(Qt::ReturnByValue).isNull());
+        QVERIFY(!label("ModPreview").movie());
+    }
 
-    practice->forget();
-    load(body); // the same item again: nothing is fetched and the picture stays
-    QVERIFY(!practice->journal().join('\n').contains("Query"));
-    QVERIFY(!label("ModPreview").pixmap(Qt::ReturnByValue).isNull());
-    load("<id>0</id>", "Other");
-    QVERIFY(label("ModPreview").pixmap(Qt::ReturnByValue).isNull());
-    QVERIFY(!label("ModPreview").movie());
-}
+    void uploads_and_shows_the_new_version()
+    {
+        load("<name>Lamp</name><version>1.9</version>");
+        editor("ChangeNotes").setFocus();
+        QTest::keyClicks(&editor("ChangeNotes"), "Brighter");
+        click("SubmitButton");
 
-void tst_window::uploads_and_shows_the_new_version()
-{
-    load("<name>Lamp</name><version>1.9</version>");
-    editor("ChangeNotes").setFocus();
-    QTest::keyClicks(&editor("ChangeNotes"), "Brighter");
-    click("SubmitButton");
+        QVERIFY(upload_dialog());
+        QVERIFY(upload_dialog()->isVisible() && upload_dialog()->isModal());
+        QCOMPARE(upload_dialog()->windowTitle(), QString("Uploading mod 'Lamp'"));
+        QCOMPARE(upload_dialog()->size(), QSize(312, 67));
+        const auto* bar = upload_dialog()->findChild<QProgressBar*>("UploadProgress");
+        QCOMPARE(bar->geometry(), QRect(10, 20, 301, 23));
+        QCOMPARE(bar->value(), 24);
+        QCOMPARE(bar->minimum(), 0);
+        QCOMPARE(bar->maximum(), 100);
+        QVERIFY(saved().contains("<version>1.9</version>")); // not before Steam has answered
 
-    QVERIFY(upload_dialog());
-    QVERIFY(upload_dialog()->isVisible() && upload_dialog()->isModal());
-    QCOMPARE(upload_dialog()->windowTitle(), QString("Uploading mod 'Lamp'"));
-    QCOMPARE(upload_dialog()->size(), QSize(312, 67));
-    const auto* bar = upload_dialog()->findChild<QProgressBar*>("UploadProgress");
-    QCOMPARE(bar->geometry(), QRect(10, 20, 301, 23));
-    QCOMPARE(bar->value(), 24);
-    QCOMPARE(bar->minimum(), 0);
-    QCOMPARE(bar->maximum(), 100);
-    QVERIFY(saved().contains("<version>1.9</version>")); // not before Steam has answered
+        QTRY_VERIFY(!upload_dialog());
+        const QString id = window->GetModDescriptor().id;
+        QCOMPARE(label("ModVersion").text(), QString("Version: 1.10"));
+        QVERIFY(saved().contains("<version>1.10</version>"));
+        QVERIFY(saved().contains("<id>" + id + "</id>"));
+        QVERIFY(read_file(practice->item(id, "content/metadata.xml")).contains("<version>1.10<"));
+        QVERIFY(read_file(practice->item(id, "history.json")).contains("Brighter"));
+        QVERIFY(enabled_controls().contains("ViewButton"));
+        QCOMPARE(editor("ChangeNotes").toPlainText(), QString("Brighter"));
+        QTest::qWait(100);
+        QCOMPARE(log().mid(2), QStringList{green
+                                           + "Successfully uploaded mod 'Lamp' to Steam Workshop "
+                                             "(may take a short time to appear publically)"});
+    }
 
-    QTRY_VERIFY(!upload_dialog());
-    const QString id = window->GetModDescriptor().id;
-    QCOMPARE(label("ModVersion").text(), QString("Version: 1.10"));
-    QVERIFY(saved().contains("<version>1.10</version>"));
-    QVERIFY(saved().contains("<id>" + id + "</id>"));
-    QVERIFY(read_file(practice->item(id, "content/metadata.xml")).contains("<version>1.10<"));
-    QVERIFY(read_file(practice->item(id, "history.json")).contains("Brighter"));
-    QVERIFY(enabled_controls().contains("ViewButton"));
-    QCOMPARE(editor("ChangeNotes").toPlainText(), QString("Brighter"));
-    QTest::qWait(100);
-    QCOMPARE(log().mid(2), QStringList{green
-                                       + "Successfully uploaded mod 'Lamp' to Steam Workshop "
-                                         "(may take a short time to appear publically)"});
-}
+    void lowers_the_version_after_a_failed_upload()
+    {
+        load("<name>Lamp</name>");
+        practice->tell(R"({"submit_results": [16]})");
+        click("SubmitButton");
+        QTRY_VERIFY(!upload_dialog());
+        QCOMPARE(log().last(),
+                 red + "Failed to upload mod 'Lamp': Error (16) - Operation timed out");
+        QCOMPARE(label("ModVersion").text(), QString("Version: 1.0"));
+        QVERIFY(!enabled_controls().contains("ViewButton"));
+        // The new item's id was saved, and the raised version with it, until the next save.
+        QVERIFY(saved().contains("<id>" + window->GetModDescriptor().id + "</id>"));
+        QVERIFY(saved().contains("<version>1.1</version>"));
+        toggle_tag("Lua");
+        QVERIFY(saved().contains("<version>1.0</version>"));
+        QVERIFY(practice->conversation().contains(
+            "SubmitItemUpdate(1001, \"\")")); // the prompt is none
+    }
 
-void tst_window::lowers_the_version_after_a_failed_upload()
-{
-    load("<name>Lamp</name>");
-    practice->tell(R"({"submit_results": [16]})");
-    click("SubmitButton");
-    QTRY_VERIFY(!upload_dialog());
-    QCOMPARE(log().last(), red + "Failed to upload mod 'Lamp': Error (16) - Operation timed out");
-    QCOMPARE(label("ModVersion").text(), QString("Version: 1.0"));
-    QVERIFY(!enabled_controls().contains("ViewButton"));
-    // The new item's id was saved, and the raised version with it, until the next save.
-    QVERIFY(saved().contains("<id>" + window->GetModDescriptor().id + "</id>"));
-    QVERIFY(saved().contains("<version>1.1</version>"));
-    toggle_tag("Lua");
-    QVERIFY(saved().contains("<version>1.0</version>"));
-    QVERIFY(
-        practice->conversation().contains("SubmitItemUpdate(1001, \"\")")); // the prompt is none
-}
+    void goes_on_uploading_behind_a_hidden_dialog()
+    {
+        load("<name>Lamp</name>");
+        write_file(folder->path() + "/MyMod/data.bin", QByteArray(1000, 'x'));
+        practice->tell(R"({"bytes_per_pump": 100})");
+        click("SubmitButton");
+        QPointer<QWidget> dialog = upload_dialog();
+        const auto* bar = dialog->findChild<QProgressBar*>("UploadProgress");
+        QTest::keyClick(dialog, Qt::Key_Escape);
+        QVERIFY(dialog && !dialog->isVisible());
+        QTRY_VERIFY(bar->value() == 5); // a tenth of the half that is done
+        QTRY_VERIFY(dialog.isNull());
+        QVERIFY(log().last().startsWith(green + "Successfully uploaded"));
+    }
 
-void tst_window::goes_on_uploading_behind_a_hidden_dialog()
-{
-    load("<name>Lamp</name>");
-    write_file(folder->path() + "/MyMod/data.bin", QByteArray(1000, 'x'));
-    practice->tell(R"({"bytes_per_pump": 100})");
-    click("SubmitButton");
-    QPointer<QWidget> dialog = upload_dialog();
-    const auto* bar = dialog->findChild<QProgressBar*>("UploadProgress");
-    QTest::keyClick(dialog, Qt::Key_Escape);
-    QVERIFY(dialog && !dialog->isVisible());
-    QTRY_VERIFY(bar->value() == 5); // a tenth of the half that is done
-    QTRY_VERIFY(dialog.isNull());
-    QVERIFY(log().last().startsWith(green + "Successfully uploaded"));
-}
+    void refuses_to_upload_forbidden_files()
+    {
+        load("<name>Lamp</name>");
+        practice->forget();
+        write_file(folder->path() + "/MyMod/bin/tool.exe", "x");
+        click("SubmitButton");
+        QCOMPARE(
+            log().last(),
+            red
+                + "Failed to upload mod 'Lamp' to Steam Workshop | Mod folder contains one more "
+                  "more files that are not allowed to be uploaded to Steam Workshop | "
+                  "____'.../MyMod/bin/tool.exe' | Please remove the offending files and try again");
+        QVERIFY(!upload_dialog());
+        QCOMPARE(window->GetModDescriptor().version, QString("1.0"));
+        QVERIFY(!practice->journal().join('\n').contains("UGC::"));
+    }
 
-void tst_window::refuses_to_upload_forbidden_files()
-{
-    load("<name>Lamp</name>");
-    practice->forget();
-    write_file(folder->path() + "/MyMod/bin/tool.exe", "x");
-    click("SubmitButton");
-    QCOMPARE(
-        log().last(),
-        red
-            + "Failed to upload mod 'Lamp' to Steam Workshop | Mod folder contains one more "
-              "more files that are not allowed to be uploaded to Steam Workshop | "
-              "____'.../MyMod/bin/tool.exe' | Please remove the offending files and try again");
-    QVERIFY(!upload_dialog());
-    QCOMPARE(window->GetModDescriptor().version, QString("1.0"));
-    QVERIFY(!practice->journal().join('\n').contains("UGC::"));
-}
+    void opens_the_workshop_page()
+    {
+        Browser browser;
+        QDesktopServices::setUrlHandler("https", &browser, "open");
+        load("<id>123456789012</id>");
+        click("ViewButton");
+        QDesktopServices::unsetUrlHandler("https");
+        QCOMPARE(browser.opened,
+                 QList<QUrl>{
+                     QUrl("https://steamcommunity.com/sharedfiles/filedetails/?id=123456789012")});
+    }
+
+    void closes_in_the_middle_of_everything()
+    {
+        // With an unsaved description that has the focus, an upload and a preview on their way.
+        load("<id>4</id><description>Old</description>");
+        click("SubmitButton");
+        QTest::keyClick(upload_dialog(), Qt::Key_Escape);
+        editor("ModDescription").setFocus();
+        editor("ModDescription").setPlainText("Unsaved");
+        window.reset();
+        QVERIFY(saved().contains("<description>Unsaved</description>"));
+        QCOMPARE(practice->live_registrations(), 0);
+    }
+};
 
 /// Takes the place of the browser.
 class Browser : public QObject
@@ -905,31 +892,6 @@ public:
 public slots:
     void open(const QUrl& url) { opened << url; }
 };
-
-void tst_window::opens_the_workshop_page()
-{
-    Browser browser;
-    QDesktopServices::setUrlHandler("https", &browser, "open");
-    load("<id>123456789012</id>");
-    click("ViewButton");
-    QDesktopServices::unsetUrlHandler("https");
-    QCOMPARE(
-        browser.opened,
-        QList<QUrl>{QUrl("https://steamcommunity.com/sharedfiles/filedetails/?id=123456789012")});
-}
-
-void tst_window::closes_in_the_middle_of_everything()
-{
-    // With an unsaved description that has the focus, an upload and a preview on their way.
-    load("<id>4</id><description>Old</description>");
-    click("SubmitButton");
-    QTest::keyClick(upload_dialog(), Qt::Key_Escape);
-    editor("ModDescription").setFocus();
-    editor("ModDescription").setPlainText("Unsaved");
-    window.reset();
-    QVERIFY(saved().contains("<description>Unsaved</description>"));
-    QCOMPARE(practice->live_registrations(), 0);
-}
 
 QTEST_MAIN(tst_window)
 

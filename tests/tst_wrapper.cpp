@@ -76,14 +76,41 @@ private:
     SteamWrapper& steam() const { return *SteamWrapper::GetInstance(); }
     QStringList log() const { return log_of(*window).mid(2); } // after the two lines of the start
 
-    void load_mod(const QString& id);
+    void load_mod(const QString& id)
+    {
+        write_file(mod_folder() + "/main.lua", QByteArray(1000, 'x'));
+        write_file(mod_folder() + "/metadata.xml",
+                   metadata("<name>My \"Mod\"</name><id>" + id.toUtf8()
+                            + "</id><description>Two\nlines \xC3\xA9</description>"
+                              "<tag id='Lua'/><tag id='Sound Effects'/>"));
+        QVERIFY(ModParser::ParseMetadata(mod_folder() + "/metadata.xml", mod()));
+    }
+
     void upload(const QString& notes = QString())
     {
         steam().UploadMod(mod(), notes, Caller::uploaded, &caller);
     }
     void fetch_preview() { steam().RetrieveModPreview(mod(), Caller::received, &caller); }
-    bool pump_until_uploaded(int uploads = 1);
-    QString publish();
+    bool pump_until_uploaded(int uploads = 1)
+    {
+        for (int tick = 0; tick < 200 && caller.outcomes.size() < uploads; ++tick)
+            steam().Update();
+        return caller.outcomes.size() == uploads;
+    }
+
+    /// Brings a new mod to the Workshop; returns its id.
+    QString publish()
+    {
+        load_mod("0");
+        mod().preview_path = folder->path() + "/preview.dat";
+        write_file(mod().preview_path, picture(QSize(30, 20)));
+        upload();
+        const bool done = pump_until_uploaded();
+        if (!done || !caller.outcomes.takeFirst())
+            qFatal("the upload failed");
+        practice->forget();
+        return mod().id;
+    }
 
     QScopedPointer<Practice> practice;
     QScopedPointer<QTemporaryDir> folder;
@@ -91,91 +118,30 @@ private:
     Caller caller;
 
 private slots:
-    void init();
-    void cleanup();
+    void init()
+    {
+        practice.reset(new Practice);
+        folder.reset(new QTemporaryDir);
+        caller = Caller();
+        window.reset(new MainWindow);
+    }
 
-    void starts_asks_for_every_interface_and_stops();
-    void starts_anew_after_a_stop();
-    void reports_a_failed_start_and_leaves_steam_alone();
-    void does_nothing_without_its_interfaces_data();
-    void does_nothing_without_its_interfaces();
-    void creates_an_item_and_fills_it();
-    void updates_an_existing_item();
-    void maps_the_visibility_data();
-    void maps_the_visibility();
-    void cuts_only_tags_that_are_not_ascii();
-    void reports_failures_data();
-    void reports_failures();
-    void tells_about_the_legal_agreement();
-    void reports_progress_in_tenths();
-    void hides_the_disable_marker_during_an_upload_data();
-    void hides_the_disable_marker_during_an_upload();
-    void never_completes_without_an_answer();
-    void answers_only_the_newest_upload();
-    void starts_the_next_call_from_inside_an_answer();
-    void dies_armed_without_a_trace();
-    void fetches_the_preview();
-    void reports_a_failed_preview_data();
-    void reports_a_failed_preview();
-    void answers_only_the_newest_preview();
-    void explains_every_result_code();
-};
+    void cleanup()
+    {
+        window.reset();
+        QCOMPARE(practice->live_registrations(), 0);
+        if (practice->mistakes() != 0)
+            QFAIL(qPrintable(practice->journal().filter("mistake").join('\n')));
+    }
 
-void tst_wrapper::init()
-{
-    practice.reset(new Practice);
-    folder.reset(new QTemporaryDir);
-    caller = Caller();
-    window.reset(new MainWindow);
-}
-
-void tst_wrapper::cleanup()
-{
-    window.reset();
-    QCOMPARE(practice->live_registrations(), 0);
-    if (practice->mistakes() != 0)
-        QFAIL(qPrintable(practice->journal().filter("mistake").join('\n')));
-}
-
-void tst_wrapper::load_mod(const QString& id)
-{
-    write_file(mod_folder() + "/main.lua", QByteArray(1000, 'x'));
-    write_file(mod_folder() + "/metadata.xml",
-               metadata("<name>My \"Mod\"</name><id>" + id.toUtf8()
-                        + "</id><description>Two\nlines \xC3\xA9</description>"
-                          "<tag id='Lua'/><tag id='Sound Effects'/>"));
-    QVERIFY(ModParser::ParseMetadata(mod_folder() + "/metadata.xml", mod()));
-}
-
-bool tst_wrapper::pump_until_uploaded(int uploads)
-{
-    for (int tick = 0; tick < 200 && caller.outcomes.size() < uploads; ++tick)
+    void starts_asks_for_every_interface_and_stops()
+    {
         steam().Update();
-    return caller.outcomes.size() == uploads;
-}
-
-/// Brings a new mod to the Workshop; returns its id.
-QString tst_wrapper::publish()
-{
-    load_mod("0");
-    mod().preview_path = folder->path() + "/preview.dat";
-    write_file(mod().preview_path, picture(QSize(30, 20)));
-    upload();
-    const bool done = pump_until_uploaded();
-    if (!done || !caller.outcomes.takeFirst())
-        qFatal("the upload failed");
-    practice->forget();
-    return mod().id;
-}
-
-void tst_wrapper::starts_asks_for_every_interface_and_stops()
-{
-    steam().Update();
-    window.reset();
-    QString begin = "SteamAPI_Init() = true";
-    if (QCoreApplication::applicationDirPath().endsWith("-new"))
-        begin = "SteamAPI_InitFlat(errors) = 0";
-    QCOMPARE(practice->journal().join('\n'), begin + R"(
+        window.reset();
+        QString begin = "SteamAPI_Init() = true";
+        if (QCoreApplication::applicationDirPath().endsWith("-new"))
+            begin = "SteamAPI_InitFlat(errors) = 0";
+        QCOMPARE(practice->journal().join('\n'), begin + R"(
 SteamAPI_GetHSteamUser() = 1
 SteamAPI_GetHSteamPipe() = 1
 SteamInternal_CreateInterface("SteamClient017") = ok
@@ -201,99 +167,101 @@ ISteamClient::GetISteamInventory(1, 1, "STEAMINVENTORY_INTERFACE_V001") = ok
 ISteamClient::GetISteamVideo(1, 1, "STEAMVIDEO_INTERFACE_V001") = ok
 SteamAPI_RunCallbacks()
 SteamAPI_Shutdown())");
-}
+    }
 
-void tst_wrapper::starts_anew_after_a_stop()
-{
-    SteamWrapper* const first = SteamWrapper::GetInstance();
-    QCOMPARE(SteamWrapper::GetInstance(), first);
-    publish();
-    steam().Shutdown();
-    SteamWrapper::DestroyInstance();
-    SteamWrapper::DestroyInstance();
-    steam().Update(); // a fresh object pumps nothing before its start
-    QVERIFY(!practice->journal().join('\n').contains("Shutdown()\nSteamAPI_RunCallbacks()"));
+    void starts_anew_after_a_stop()
+    {
+        SteamWrapper* const first = SteamWrapper::GetInstance();
+        QCOMPARE(SteamWrapper::GetInstance(), first);
+        publish();
+        steam().Shutdown();
+        SteamWrapper::DestroyInstance();
+        SteamWrapper::DestroyInstance();
+        steam().Update(); // a fresh object pumps nothing before its start
+        QVERIFY(!practice->journal().join('\n').contains("Shutdown()\nSteamAPI_RunCallbacks()"));
 
-    QVERIFY(steam().Initialize());
-    upload(); // through an interface that was asked for anew: a stale one counts as a mistake
-    QVERIFY(pump_until_uploaded());
-    QVERIFY(caller.outcomes.first());
-}
+        QVERIFY(steam().Initialize());
+        upload(); // through an interface that was asked for anew: a stale one counts as a mistake
+        QVERIFY(pump_until_uploaded());
+        QVERIFY(caller.outcomes.first());
+    }
 
-void tst_wrapper::reports_a_failed_start_and_leaves_steam_alone()
-{
-    window.reset();
-    QVERIFY(practice->tell(R"({"start": "fails"})"));
-    window.reset(new MainWindow);
-    QCOMPARE(log_of(*window),
-             QStringList{red
-                         + "Initializing Steam API... Failed. Please make sure Steam is running "
-                           "and then relaunch this app"});
-    practice->forget();
-    steam().Update();
-    steam().Update();
-    load_mod("5");
-    upload();
-    fetch_preview();
-    QCOMPARE(practice->journal(), QStringList());
-    QCOMPARE(steam().GetUploadModProgress(), 0); // as of a call that was not accepted
-}
+    void reports_a_failed_start_and_leaves_steam_alone()
+    {
+        window.reset();
+        QVERIFY(practice->tell(R"({"start": "fails"})"));
+        window.reset(new MainWindow);
+        QCOMPARE(
+            log_of(*window),
+            QStringList{red
+                        + "Initializing Steam API... Failed. Please make sure Steam is running "
+                          "and then relaunch this app"});
+        practice->forget();
+        steam().Update();
+        steam().Update();
+        load_mod("5");
+        upload();
+        fetch_preview();
+        QCOMPARE(practice->journal(), QStringList());
+        QCOMPARE(steam().GetUploadModProgress(), 0); // as of a call that was not accepted
+    }
 
-void tst_wrapper::does_nothing_without_its_interfaces_data()
-{
-    QTest::addColumn<QByteArray>("missing");
-    QTest::addColumn<bool>("pumps");
-    QTest::addColumn<bool>("uploads");
-    QTest::newRow("no client") << QByteArray("SteamClient017") << false << false;
-    QTest::newRow("no user") << QByteArray("SteamUser019") << false << true;
-    QTest::newRow("no workshop") << QByteArray("STEAMUGC_INTERFACE_VERSION009") << true << false;
-    QTest::newRow("no unified messages, as with newer clients")
-        << QByteArray("STEAMUNIFIEDMESSAGES_INTERFACE_VERSION001") << true << true;
-}
+    void does_nothing_without_its_interfaces_data()
+    {
+        QTest::addColumn<QByteArray>("missing");
+        QTest::addColumn<bool>("pumps");
+        QTest::addColumn<bool>("uploads");
+        QTest::newRow("no client") << QByteArray("SteamClient017") << false << false;
+        QTest::newRow("no user") << QByteArray("SteamUser019") << false << true;
+        QTest::newRow("no workshop")
+            << QByteArray("STEAMUGC_INTERFACE_VERSION009") << true << false;
+        QTest::newRow("no unified messages, as with newer clients")
+            << QByteArray("STEAMUNIFIEDMESSAGES_INTERFACE_VERSION001") << true << true;
+    }
 
-void tst_wrapper::does_nothing_without_its_interfaces()
-{
-    QFETCH(QByteArray, missing);
-    QFETCH(bool, pumps);
-    QFETCH(bool, uploads);
-    window.reset();
-    QVERIFY(practice->tell("{\"missing_interfaces\": [\"" + missing + "\"]}"));
-    window.reset(new MainWindow);
-    QCOMPARE(log_of(*window).size(), 2); // the start itself went well
-    practice->forget();
+    void does_nothing_without_its_interfaces()
+    {
+        QFETCH(QByteArray, missing);
+        QFETCH(bool, pumps);
+        QFETCH(bool, uploads);
+        window.reset();
+        QVERIFY(practice->tell("{\"missing_interfaces\": [\"" + missing + "\"]}"));
+        window.reset(new MainWindow);
+        QCOMPARE(log_of(*window).size(), 2); // the start itself went well
+        practice->forget();
 
-    load_mod("0");
-    upload();
-    steam().Update();
-    mod().id = "77";
-    upload();
-    fetch_preview();
-    const QStringList calls = practice->journal();
-    QCOMPARE(!calls.filter("SteamAPI_RunCallbacks()").isEmpty(), pumps);
-    QCOMPARE(!calls.filter("::CreateItem(").isEmpty(), uploads);
-    QCOMPARE(!calls.filter("::SubmitItemUpdate(").isEmpty(), uploads);
-    QCOMPARE(!calls.filter("::SendQueryUGCRequest(").isEmpty(), uploads);
-    QVERIFY(caller.outcomes.isEmpty());
-}
+        load_mod("0");
+        upload();
+        steam().Update();
+        mod().id = "77";
+        upload();
+        fetch_preview();
+        const QStringList calls = practice->journal();
+        QCOMPARE(!calls.filter("SteamAPI_RunCallbacks()").isEmpty(), pumps);
+        QCOMPARE(!calls.filter("::CreateItem(").isEmpty(), uploads);
+        QCOMPARE(!calls.filter("::SubmitItemUpdate(").isEmpty(), uploads);
+        QCOMPARE(!calls.filter("::SendQueryUGCRequest(").isEmpty(), uploads);
+        QVERIFY(caller.outcomes.isEmpty());
+    }
 
-void tst_wrapper::creates_an_item_and_fills_it()
-{
-    steam().Update();
-    load_mod("0");
-    practice->forget();
-    upload("First \"notes\"");
-    mod().name = "changed later"; // the upload works on its own copy
-    QVERIFY(pump_until_uploaded());
-    QCOMPARE(caller.outcomes, QList<bool>{true});
+    void creates_an_item_and_fills_it()
+    {
+        steam().Update();
+        load_mod("0");
+        practice->forget();
+        upload("First \"notes\"");
+        mod().name = "changed later"; // the upload works on its own copy
+        QVERIFY(pump_until_uploaded());
+        QCOMPARE(caller.outcomes, QList<bool>{true});
 
-    const QString id = mod().id;
-    QVERIFY2(id.toULongLong() > 0, qPrintable(id));
-    const QString saved = QString::fromUtf8(read_file(mod_folder() + "/metadata.xml"));
-    QVERIFY(saved.contains("<id>" + id + "</id>"));
+        const QString id = mod().id;
+        QVERIFY2(id.toULongLong() > 0, qPrintable(id));
+        const QString saved = QString::fromUtf8(read_file(mod_folder() + "/metadata.xml"));
+        QVERIFY(saved.contains("<id>" + id + "</id>"));
 
-    const QString quoted_file =
-        QString(saved).replace('\\', "\\\\").replace('"', "\\\"").replace('\n', "\\n");
-    QCOMPARE(practice->conversation(), QString(R"(ISteamUGC::CreateItem(480, 0) = 1
+        const QString quoted_file =
+            QString(saved).replace('\\', "\\\\").replace('"', "\\\"").replace('\n', "\\n");
+        QCOMPARE(practice->conversation(), QString(R"(ISteamUGC::CreateItem(480, 0) = 1
 SteamAPI_RegisterCallResult(3403, 1)
 SteamAPI_RunCallbacks()
 deliver 3403 for call 1: result 1
@@ -309,353 +277,358 @@ ISteamUGC::SubmitItemUpdate(1001, "First \"notes\"") = 2
 SteamAPI_RegisterCallResult(3404, 2)
 SteamAPI_RunCallbacks()
 deliver 3404 for call 2: result 1)")
-                                           .arg(id, mod_folder(), quoted_file));
-    QCOMPARE(log(), QStringList{green
-                                + "Successfully uploaded mod 'My \"Mod\"' to Steam Workshop "
-                                  "(may take a short time to appear publically)"});
+                                               .arg(id, mod_folder(), quoted_file));
+        QCOMPARE(log(), QStringList{green
+                                    + "Successfully uploaded mod 'My \"Mod\"' to Steam Workshop "
+                                      "(may take a short time to appear publically)"});
 
-    const QJsonObject item = json_object(practice->item(id, "item.json"));
-    QCOMPARE(item.value("title").toString(), QString("My \"Mod\""));
-    QCOMPARE(item.value("metadata").toString(), saved);
-    QCOMPARE(read_file(practice->item(id, "content/main.lua")), QByteArray(1000, 'x'));
-    QCOMPARE(read_file(practice->item(id, "content/metadata.xml")), saved.toUtf8());
-}
-
-void tst_wrapper::updates_an_existing_item()
-{
-    const QString id = publish();
-    mod().preview_path = folder->path() + "/other.png";
-    write_file(mod().preview_path, picture(QSize(5, 5)));
-    write_file(mod_folder() + "/added.lua", "new");
-    QFile::remove(mod_folder() + "/main.lua");
-    upload("Second");
-    QVERIFY(pump_until_uploaded());
-    QVERIFY(!practice->conversation().contains("CreateItem"));
-    QVERIFY(practice->conversation().contains("SetItemPreview(1002, \"" + mod().preview_path));
-    QCOMPARE(read_file(practice->item(id, "preview")), picture(QSize(5, 5)));
-    QCOMPARE(QDir(practice->item(id, "content")).entryList(QDir::Files),
-             (QStringList{"added.lua", "metadata.xml"}));
-    const QJsonArray history =
-        QJsonDocument::fromJson(read_file(practice->item(id, "history.json"))).array();
-    QCOMPARE(history.size(), 2);
-    QCOMPARE(history.at(1).toObject().value("change_note").toString(), QString("Second"));
-    // An item was created in this run, so the note stays on every later success.
-    QVERIFY(log().last().endsWith("(may take a short time to appear publically)"));
-
-    // In the next run it is gone, and the line ends in a blank.
-    window.reset();
-    window.reset(new MainWindow);
-    load_mod(id);
-    upload();
-    QVERIFY(pump_until_uploaded(2));
-    QCOMPARE(log(),
-             QStringList{green + "Successfully uploaded mod 'My \"Mod\"' to Steam Workshop "});
-}
-
-void tst_wrapper::maps_the_visibility_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<int>("value");
-    QTest::newRow("public") << "Public" << 0;
-    QTest::newRow("friends") << "FRIENDS only" << 1;
-    QTest::newRow("private") << "private" << 2;
-    QTest::newRow("anything else") << "friends-only" << 0;
-    QTest::newRow("nothing") << "" << 0;
-}
-
-void tst_wrapper::maps_the_visibility()
-{
-    QFETCH(QString, text);
-    QFETCH(int, value);
-    load_mod("12345");
-    mod().visibility = text;
-    upload();
-    QVERIFY(practice->conversation().contains(QString("SetItemVisibility(1001, %1)").arg(value)));
-    QVERIFY(practice->conversation().contains("StartItemUpdate(480, 12345)"));
-}
-
-void tst_wrapper::cuts_only_tags_that_are_not_ascii()
-{
-    load_mod("12345");
-    mod().tags = QStringList{"", "Music", QString::fromUtf8("\xC3\xA9\xC3\xA9\xC3\xA9")};
-    upload();
-    // Each is cut to its number of characters plus one, in bytes.
-    QVERIFY2(practice->conversation().contains("[\"\", \"Music\", \"\u00E9\u00E9\"]"),
-             qPrintable(practice->conversation()));
-    mod().tags.clear();
-    upload();
-    QVERIFY(practice->conversation().contains("SetItemTags(1002, [])"));
-}
-
-void tst_wrapper::reports_failures_data()
-{
-    QTest::addColumn<QString>("id");
-    QTest::addColumn<QByteArray>("script");
-    QTest::addColumn<QString>("text");
-    QTest::newRow("creation denied")
-        << "0" << QByteArray(R"({"create_results": [17]})") << "Error (17) - You are banned";
-    QTest::newRow("id that is no number")
-        << "abc" << QByteArray(R"({"create_results": 2})") << "Error (2) - Unknown error";
-    QTest::newRow("submission failed after a creation")
-        << "0" << QByteArray(R"({"submit_results": [25]})") << "Error (25) - Limit exceeded";
-    QTest::newRow("no such item") << "12345" << QByteArray("{}") << "Error (9) - File not found";
-}
-
-void tst_wrapper::reports_failures()
-{
-    QFETCH(QString, id);
-    QFETCH(QByteArray, script);
-    QFETCH(QString, text);
-    load_mod(id);
-    QVERIFY(practice->tell(script));
-    upload();
-    QVERIFY(pump_until_uploaded());
-    QCOMPARE(caller.outcomes, QList<bool>{false});
-    QCOMPARE(log(), QStringList{red + "Failed to upload mod 'My \"Mod\"': " + text});
-    QCOMPARE(steam().GetUploadModProgress(), -1);
-    const bool was_created = practice->conversation().contains("result 1\n");
-    QCOMPARE(mod().id != id, was_created);
-    QCOMPARE(read_file(mod_folder() + "/metadata.xml").contains("<id>" + id.toUtf8() + "</id>"),
-             !was_created);
-}
-
-void tst_wrapper::tells_about_the_legal_agreement()
-{
-    QVERIFY(practice->tell(R"({"legal_agreement": true})"));
-    load_mod("0");
-    upload();
-    QVERIFY(pump_until_uploaded());
-    QCOMPARE(caller.outcomes, QList<bool>{true});
-    QCOMPARE(log().size(), 2);
-    QVERIFY(log().first().startsWith(green + "Successfully uploaded mod"));
-    QCOMPARE(log().last(), olive
-                               + "You need to accept the Steam Workshop EULA before the mod will "
-                                 "appear publically, click 'View Mod' for more info");
-}
-
-void tst_wrapper::reports_progress_in_tenths()
-{
-    publish();
-    write_file(mod_folder() + "/main.lua", QByteArray(100'000, 'x'));
-    const qint64 total = 100'000 + QFileInfo(mod_folder() + "/metadata.xml").size();
-    QVERIFY(practice->tell("{\"bytes_per_pump\": " + QByteArray::number((total + 19) / 20) + "}"));
-
-    QCOMPARE(steam().GetUploadModProgress(), -1);
-    upload();
-    QList<int> seen;
-    for (int tick = 0; tick < 100 && caller.outcomes.isEmpty(); ++tick) {
-        const int progress = steam().GetUploadModProgress();
-        if (seen.isEmpty() || seen.last() != progress)
-            seen << progress;
-        steam().Update();
+        const QJsonObject item = json_object(practice->item(id, "item.json"));
+        QCOMPARE(item.value("title").toString(), QString("My \"Mod\""));
+        QCOMPARE(item.value("metadata").toString(), saved);
+        QCOMPARE(read_file(practice->item(id, "content/main.lua")), QByteArray(1000, 'x'));
+        QCOMPARE(read_file(practice->item(id, "content/metadata.xml")), saved.toUtf8());
     }
-    // Twentieths, cut to whole tenths; 0 of 0 before and after the content.
-    QCOMPARE(seen, (QList<int>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 0}));
-    QCOMPARE(steam().GetUploadModProgress(), -1);
-}
 
-void tst_wrapper::hides_the_disable_marker_during_an_upload_data()
-{
-    QTest::addColumn<bool>("had_marker");
-    QTest::addColumn<QByteArray>("script");
-    QTest::addColumn<bool>("closed_early");
-    QTest::newRow("success") << true << QByteArray("{}") << false;
-    QTest::newRow("failure") << true << QByteArray(R"({"submit_results": [2]})") << false;
-    QTest::newRow("closed before the answer") << true << QByteArray("{}") << true;
-    QTest::newRow("there was none") << false << QByteArray("{}") << false;
-    QTest::newRow("there was none, closed") << false << QByteArray("{}") << true;
-}
-
-void tst_wrapper::hides_the_disable_marker_during_an_upload()
-{
-    QFETCH(bool, had_marker);
-    QFETCH(QByteArray, script);
-    QFETCH(bool, closed_early);
-    const QString marker = mod_folder() + "/disable.it";
-    const QString id = publish();
-    if (had_marker)
-        write_file(marker, "content goes");
-    QVERIFY(practice->tell(script));
-    upload();
-    QVERIFY(!QFile::exists(marker));
-    if (closed_early)
-        window.reset();
-    else
+    void updates_an_existing_item()
+    {
+        const QString id = publish();
+        mod().preview_path = folder->path() + "/other.png";
+        write_file(mod().preview_path, picture(QSize(5, 5)));
+        write_file(mod_folder() + "/added.lua", "new");
+        QFile::remove(mod_folder() + "/main.lua");
+        upload("Second");
         QVERIFY(pump_until_uploaded());
-    QCOMPARE(QFile::exists(marker), had_marker);
-    QCOMPARE(read_file(marker).size(), 0);
-    QVERIFY(!QFile::exists(practice->item(id, "content/disable.it")));
-}
+        QVERIFY(!practice->conversation().contains("CreateItem"));
+        QVERIFY(practice->conversation().contains("SetItemPreview(1002, \"" + mod().preview_path));
+        QCOMPARE(read_file(practice->item(id, "preview")), picture(QSize(5, 5)));
+        QCOMPARE(QDir(practice->item(id, "content")).entryList(QDir::Files),
+                 (QStringList{"added.lua", "metadata.xml"}));
+        const QJsonArray history =
+            QJsonDocument::fromJson(read_file(practice->item(id, "history.json"))).array();
+        QCOMPARE(history.size(), 2);
+        QCOMPARE(history.at(1).toObject().value("change_note").toString(), QString("Second"));
+        // An item was created in this run, so the note stays on every later success.
+        QVERIFY(log().last().endsWith("(may take a short time to appear publically)"));
 
-void tst_wrapper::never_completes_without_an_answer()
-{
-    QVERIFY(practice->tell(R"({"refuse_calls": ["create", "submit", "query"]})"));
-    load_mod("0");
-    upload();
-    QVERIFY(!pump_until_uploaded());
-    QCOMPARE(steam().GetUploadModProgress(), -1);
-    mod().id = "5";
-    upload();
-    fetch_preview();
-    QVERIFY(!pump_until_uploaded());
-    QCOMPARE(steam().GetUploadModProgress(), 0);
-    QCOMPARE(practice->live_registrations(), 0);
-    QVERIFY(caller.previews.isEmpty());
-
-    QVERIFY(practice->tell(R"({"silent_calls": ["create"]})"));
-    mod().id = "0";
-    upload();
-    QVERIFY(!pump_until_uploaded());
-    QCOMPARE(practice->live_registrations(), 1);
-    QCOMPARE(log(), QStringList());
-}
-
-void tst_wrapper::answers_only_the_newest_upload()
-{
-    publish();
-    Caller earlier;
-    steam().UploadMod(mod(), QString(), Caller::uploaded, &earlier);
-    steam().Update();
-    mod().name = "Second";
-    steam().UploadMod(mod(), QString(), Caller::uploaded, &caller);
-    QVERIFY(practice->conversation().contains("SteamAPI_UnregisterCallResult(3404, "));
-    QVERIFY(pump_until_uploaded());
-    for (int tick = 0; tick < 50; ++tick)
-        steam().Update();
-    QCOMPARE(caller.outcomes.size(), 1);
-    QVERIFY(earlier.outcomes.isEmpty());
-}
-
-void tst_wrapper::starts_the_next_call_from_inside_an_answer()
-{
-    publish();
-    caller.then = [this] {
-        upload("from inside");
-        fetch_preview();
-    };
-    upload();
-    QVERIFY(pump_until_uploaded(2));
-    QTRY_COMPARE((steam().Update(), caller.previews.size()), 1);
-    QVERIFY(!practice->conversation().contains("Unregister"));
-
-    // A preview that is asked for when the last one arrives is answered too.
-    caller.then = [this] { fetch_preview(); };
-    fetch_preview();
-    QTRY_COMPARE((steam().Update(), caller.previews.size()), 3);
-}
-
-void tst_wrapper::dies_armed_without_a_trace()
-{
-    publish();
-    QVERIFY(practice->tell(R"({"silent_calls": ["create", "submit", "query"]})"));
-    upload();
-    mod().id = "0";
-    upload();
-    mod().id = "7";
-    fetch_preview();
-    QCOMPARE(practice->live_registrations(), 3);
-    practice->forget();
-    window.reset();
-    const QString calls = practice->journal().join('\n');
-    const QRegularExpression wanted("^SteamAPI_Shutdown\\(\\)\n"
-                                    "SteamAPI_UnregisterCallResult\\(3404, \\d+\\)\n"
-                                    "SteamAPI_UnregisterCallResult\\(3403, \\d+\\)\n"
-                                    "SteamAPI_UnregisterCallResult\\(3401, \\d+\\)$");
-    QVERIFY2(wanted.match(calls).hasMatch(), qPrintable(calls));
-}
-
-void tst_wrapper::fetches_the_preview()
-{
-    load_mod("0");
-    QVERIFY(!steam().RetrieveModPreview(mod(), Caller::received, &caller));
-    mod().id = "no number";
-    QVERIFY(!steam().RetrieveModPreview(mod(), Caller::received, &caller));
-
-    const QString id = publish();
-    fetch_preview();
-    QTRY_COMPARE((steam().Update(), caller.previews), QList<QSize>{QSize(30, 20)});
-    const QRegularExpression wanted(
-        QString("^ISteamUGC::CreateQueryUGCDetailsRequest\\(\\[%1\\]\\) = 2001\n"
-                "ISteamUGC::SendQueryUGCRequest\\(2001\\) = (\\d+)\n"
-                "SteamAPI_RegisterCallResult\\(3401, \\1\\)\n"
-                "SteamAPI_RunCallbacks\\(\\)\n"
-                "deliver 3401 for call \\1: result 1\n"
-                "ISteamUGC::GetQueryUGCPreviewURL\\(2001, 0, 4096\\) = true\n"
-                "SteamAPI_RunCallbacks\\(\\)$")
-            .arg(id));
-    QVERIFY2(wanted.match(practice->conversation()).hasMatch(),
-             qPrintable(practice->conversation()));
-}
-
-void tst_wrapper::reports_a_failed_preview_data()
-{
-    QTest::addColumn<QByteArray>("kind");
-    QTest::addColumn<int>("log_lines");
-    QTest::addColumn<int>("answers");
-    QTest::newRow("no such page") << QByteArray("404") << 1 << 1;
-    QTest::newRow("server trouble") << QByteArray("500") << 1 << 1;
-    QTest::newRow("closed early") << QByteArray("closes_early") << 1 << 1;
-    QTest::newRow("not a picture") << QByteArray("not_a_picture") << 0 << 1;
-    QTest::newRow("no preview") << QByteArray("none") << 0 << 0;
-}
-
-void tst_wrapper::reports_a_failed_preview()
-{
-    QFETCH(QByteArray, kind);
-    QFETCH(int, log_lines);
-    QFETCH(int, answers);
-    publish();
-    QVERIFY(practice->tell("{\"preview\": \"" + kind + "\"}"));
-    const int lines_before = log().size();
-    fetch_preview();
-    QTRY_COMPARE((steam().Update(), caller.previews.size()), answers);
-    QTRY_COMPARE((steam().Update(), practice->live_registrations()), 0);
-    QTest::qWait(50);
-    QCOMPARE(caller.previews.size(), answers);
-    for (const QSize& size : qAsConst(caller.previews))
-        QCOMPARE(size, QSize(0, 0));
-    QCOMPARE(log().size(), lines_before + log_lines);
-    if (log_lines == 1) {
-        QVERIFY2(log().last().startsWith(
-                     red + "Failed to download preview image for mod 'My \"Mod\"': "),
-                 qPrintable(log().last()));
+        // In the next run it is gone, and the line ends in a blank.
+        window.reset();
+        window.reset(new MainWindow);
+        load_mod(id);
+        upload();
+        QVERIFY(pump_until_uploaded(2));
+        QCOMPARE(log(),
+                 QStringList{green + "Successfully uploaded mod 'My \"Mod\"' to Steam Workshop "});
     }
-}
 
-void tst_wrapper::answers_only_the_newest_preview()
-{
-    publish();
-    // The first is still on its way when the second is asked for.
-    QVERIFY(practice->tell(R"({"preview": "slow", "preview_delay_ms": 300})"));
-    Caller earlier;
-    steam().RetrieveModPreview(mod(), Caller::received, &earlier);
-    QTRY_VERIFY((steam().Update(), practice->conversation().contains("PreviewURL")));
-    QVERIFY(practice->tell(R"({"preview": "ok"})"));
-    fetch_preview();
-    QTRY_COMPARE((steam().Update(), caller.previews.size()), 1);
-    QTest::qWait(500);
-    QCOMPARE(caller.previews.size(), 1);
-    QVERIFY(earlier.previews.isEmpty());
-}
+    void maps_the_visibility_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("value");
+        QTest::newRow("public") << "Public" << 0;
+        QTest::newRow("friends") << "FRIENDS only" << 1;
+        QTest::newRow("private") << "private" << 2;
+        QTest::newRow("anything else") << "friends-only" << 0;
+        QTest::newRow("nothing") << "" << 0;
+    }
 
-void tst_wrapper::explains_every_result_code()
-{
-    const auto text = [](int code) {
-        return SteamWrapper::convert_eresult_to_string(static_cast<EResult>(code));
-    };
-    QCOMPARE(text(1), QString("Success"));
-    QCOMPARE(text(46), QString("Success (administrator"));
-    QCOMPARE(text(2), QString("Error (2) - Unknown error"));
-    QCOMPARE(text(-1), QString("Error (-1) - Unknown error"));
-    QCOMPARE(text(107), QString("Error (107) - Unknown error"));
-    QCOMPARE(text(38), QString("Error (38) - Remote disconnect has occured"));
+    void maps_the_visibility()
+    {
+        QFETCH(QString, text);
+        QFETCH(int, value);
+        load_mod("12345");
+        mod().visibility = text;
+        upload();
+        QVERIFY(
+            practice->conversation().contains(QString("SetItemVisibility(1001, %1)").arg(value)));
+        QVERIFY(practice->conversation().contains("StartItemUpdate(480, 12345)"));
+    }
 
-    // The digest of all texts as they were agreed on, one a line.
-    QCryptographicHash all(QCryptographicHash::Sha1);
-    for (int code = -2; code < 110; ++code)
-        all.addData(text(code).toUtf8() + '\n');
-    QCOMPARE(all.result().toHex(), QByteArray("bbfaac237ec9ebc302ff3e6868ff81b9e4388771"));
-}
+    void cuts_only_tags_that_are_not_ascii()
+    {
+        load_mod("12345");
+        mod().tags = QStringList{"", "Music", QString::fromUtf8("\xC3\xA9\xC3\xA9\xC3\xA9")};
+        upload();
+        // Each is cut to its number of characters plus one, in bytes.
+        QVERIFY2(practice->conversation().contains("[\"\", \"Music\", \"\u00E9\u00E9\"]"),
+                 qPrintable(practice->conversation()));
+        mod().tags.clear();
+        upload();
+        QVERIFY(practice->conversation().contains("SetItemTags(1002, [])"));
+    }
+
+    void reports_failures_data()
+    {
+        QTest::addColumn<QString>("id");
+        QTest::addColumn<QByteArray>("script");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("creation denied")
+            << "0" << QByteArray(R"({"create_results": [17]})") << "Error (17) - You are banned";
+        QTest::newRow("id that is no number")
+            << "abc" << QByteArray(R"({"create_results": 2})") << "Error (2) - Unknown error";
+        QTest::newRow("submission failed after a creation")
+            << "0" << QByteArray(R"({"submit_results": [25]})") << "Error (25) - Limit exceeded";
+        QTest::newRow("no such item")
+            << "12345" << QByteArray("{}") << "Error (9) - File not found";
+    }
+
+    void reports_failures()
+    {
+        QFETCH(QString, id);
+        QFETCH(QByteArray, script);
+        QFETCH(QString, text);
+        load_mod(id);
+        QVERIFY(practice->tell(script));
+        upload();
+        QVERIFY(pump_until_uploaded());
+        QCOMPARE(caller.outcomes, QList<bool>{false});
+        QCOMPARE(log(), QStringList{red + "Failed to upload mod 'My \"Mod\"': " + text});
+        QCOMPARE(steam().GetUploadModProgress(), -1);
+        const bool was_created = practice->conversation().contains("result 1\n");
+        QCOMPARE(mod().id != id, was_created);
+        QCOMPARE(read_file(mod_folder() + "/metadata.xml").contains("<id>" + id.toUtf8() + "</id>"),
+                 !was_created);
+    }
+
+    void tells_about_the_legal_agreement()
+    {
+        QVERIFY(practice->tell(R"({"legal_agreement": true})"));
+        load_mod("0");
+        upload();
+        QVERIFY(pump_until_uploaded());
+        QCOMPARE(caller.outcomes, QList<bool>{true});
+        QCOMPARE(log().size(), 2);
+        QVERIFY(log().first().startsWith(green + "Successfully uploaded mod"));
+        QCOMPARE(log().last(),
+                 olive
+                     + "You need to accept the Steam Workshop EULA before the mod will "
+                       "appear publically, click 'View Mod' for more info");
+    }
+
+    void reports_progress_in_tenths()
+    {
+        publish();
+        write_file(mod_folder() + "/main.lua", QByteArray(100'000, 'x'));
+        const qint64 total = 100'000 + QFileInfo(mod_folder() + "/metadata.xml").size();
+        QVERIFY(
+            practice->tell("{\"bytes_per_pump\": " + QByteArray::number((total + 19) / 20) + "}"));
+
+        QCOMPARE(steam().GetUploadModProgress(), -1);
+        upload();
+        QList<int> seen;
+        for (int tick = 0; tick < 100 && caller.outcomes.isEmpty(); ++tick) {
+            const int progress = steam().GetUploadModProgress();
+            if (seen.isEmpty() || seen.last() != progress)
+                seen << progress;
+            steam().Update();
+        }
+        // Twentieths, cut to whole tenths; 0 of 0 before and after the content.
+        QCOMPARE(seen, (QList<int>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 0}));
+        QCOMPARE(steam().GetUploadModProgress(), -1);
+    }
+
+    void hides_the_disable_marker_during_an_upload_data()
+    {
+        QTest::addColumn<bool>("had_marker");
+        QTest::addColumn<QByteArray>("script");
+        QTest::addColumn<bool>("closed_early");
+        QTest::newRow("success") << true << QByteArray("{}") << false;
+        QTest::newRow("failure") << true << QByteArray(R"({"submit_results": [2]})") << false;
+        QTest::newRow("closed before the answer") << true << QByteArray("{}") << true;
+        QTest::newRow("there was none") << false << QByteArray("{}") << false;
+        QTest::newRow("there was none, closed") << false << QByteArray("{}") << true;
+    }
+
+    void hides_the_disable_marker_during_an_upload()
+    {
+        QFETCH(bool, had_marker);
+        QFETCH(QByteArray, script);
+        QFETCH(bool, closed_early);
+        const QString marker = mod_folder() + "/disable.it";
+        const QString id = publish();
+        if (had_marker)
+            write_file(marker, "content goes");
+        QVERIFY(practice->tell(script));
+        upload();
+        QVERIFY(!QFile::exists(marker));
+        if (closed_early)
+            window.reset();
+        else
+            QVERIFY(pump_until_uploaded());
+        QCOMPARE(QFile::exists(marker), had_marker);
+        QCOMPARE(read_file(marker).size(), 0);
+        QVERIFY(!QFile::exists(practice->item(id, "content/disable.it")));
+    }
+
+    void never_completes_without_an_answer()
+    {
+        QVERIFY(practice->tell(R"({"refuse_calls": ["create", "submit", "query"]})"));
+        load_mod("0");
+        upload();
+        QVERIFY(!pump_until_uploaded());
+        QCOMPARE(steam().GetUploadModProgress(), -1);
+        mod().id = "5";
+        upload();
+        fetch_preview();
+        QVERIFY(!pump_until_uploaded());
+        QCOMPARE(steam().GetUploadModProgress(), 0);
+        QCOMPARE(practice->live_registrations(), 0);
+        QVERIFY(caller.previews.isEmpty());
+
+        QVERIFY(practice->tell(R"({"silent_calls": ["create"]})"));
+        mod().id = "0";
+        upload();
+        QVERIFY(!pump_until_uploaded());
+        QCOMPARE(practice->live_registrations(), 1);
+        QCOMPARE(log(), QStringList());
+    }
+
+    void answers_only_the_newest_upload()
+    {
+        publish();
+        Caller earlier;
+        steam().UploadMod(mod(), QString(), Caller::uploaded, &earlier);
+        steam().Update();
+        mod().name = "Second";
+        steam().UploadMod(mod(), QString(), Caller::uploaded, &caller);
+        QVERIFY(practice->conversation().contains("SteamAPI_UnregisterCallResult(3404, "));
+        QVERIFY(pump_until_uploaded());
+        for (int tick = 0; tick < 50; ++tick)
+            steam().Update();
+        QCOMPARE(caller.outcomes.size(), 1);
+        QVERIFY(earlier.outcomes.isEmpty());
+    }
+
+    void starts_the_next_call_from_inside_an_answer()
+    {
+        publish();
+        caller.then = [this] {
+            upload("from inside");
+            fetch_preview();
+        };
+        upload();
+        QVERIFY(pump_until_uploaded(2));
+        QTRY_COMPARE((steam().Update(), caller.previews.size()), 1);
+        QVERIFY(!practice->conversation().contains("Unregister"));
+
+        // A preview that is asked for when the last one arrives is answered too.
+        caller.then = [this] { fetch_preview(); };
+        fetch_preview();
+        QTRY_COMPARE((steam().Update(), caller.previews.size()), 3);
+    }
+
+    void dies_armed_without_a_trace()
+    {
+        publish();
+        QVERIFY(practice->tell(R"({"silent_calls": ["create", "submit", "query"]})"));
+        upload();
+        mod().id = "0";
+        upload();
+        mod().id = "7";
+        fetch_preview();
+        QCOMPARE(practice->live_registrations(), 3);
+        practice->forget();
+        window.reset();
+        const QString calls = practice->journal().join('\n');
+        const QRegularExpression wanted("^SteamAPI_Shutdown\\(\\)\n"
+                                        "SteamAPI_UnregisterCallResult\\(3404, \\d+\\)\n"
+                                        "SteamAPI_UnregisterCallResult\\(3403, \\d+\\)\n"
+                                        "SteamAPI_UnregisterCallResult\\(3401, \\d+\\)$");
+        QVERIFY2(wanted.match(calls).hasMatch(), qPrintable(calls));
+    }
+
+    void fetches_the_preview()
+    {
+        load_mod("0");
+        QVERIFY(!steam().RetrieveModPreview(mod(), Caller::received, &caller));
+        mod().id = "no number";
+        QVERIFY(!steam().RetrieveModPreview(mod(), Caller::received, &caller));
+
+        const QString id = publish();
+        fetch_preview();
+        QTRY_COMPARE((steam().Update(), caller.previews), QList<QSize>{QSize(30, 20)});
+        const QRegularExpression wanted(
+            QString("^ISteamUGC::CreateQueryUGCDetailsRequest\\(\\[%1\\]\\) = 2001\n"
+                    "ISteamUGC::SendQueryUGCRequest\\(2001\\) = (\\d+)\n"
+                    "SteamAPI_RegisterCallResult\\(3401, \\1\\)\n"
+                    "SteamAPI_RunCallbacks\\(\\)\n"
+                    "deliver 3401 for call \\1: result 1\n"
+                    "ISteamUGC::GetQueryUGCPreviewURL\\(2001, 0, 4096\\) = true\n"
+                    "SteamAPI_RunCallbacks\\(\\)$")
+                .arg(id));
+        QVERIFY2(wanted.match(practice->conversation()).hasMatch(),
+                 qPrintable(practice->conversation()));
+    }
+
+    void reports_a_failed_preview_data()
+    {
+        QTest::addColumn<QByteArray>("kind");
+        QTest::addColumn<int>("log_lines");
+        QTest::addColumn<int>("answers");
+        QTest::newRow("no such page") << QByteArray("404") << 1 << 1;
+        QTest::newRow("server trouble") << QByteArray("500") << 1 << 1;
+        QTest::newRow("closed early") << QByteArray("closes_early") << 1 << 1;
+        QTest::newRow("not a picture") << QByteArray("not_a_picture") << 0 << 1;
+        QTest::newRow("no preview") << QByteArray("none") << 0 << 0;
+    }
+
+    void reports_a_failed_preview()
+    {
+        QFETCH(QByteArray, kind);
+        QFETCH(int, log_lines);
+        QFETCH(int, answers);
+        publish();
+        QVERIFY(practice->tell("{\"preview\": \"" + kind + "\"}"));
+        const int lines_before = log().size();
+        fetch_preview();
+        QTRY_COMPARE((steam().Update(), caller.previews.size()), answers);
+        QTRY_COMPARE((steam().Update(), practice->live_registrations()), 0);
+        QTest::qWait(50);
+        QCOMPARE(caller.previews.size(), answers);
+        for (const QSize& size : qAsConst(caller.previews))
+            QCOMPARE(size, QSize(0, 0));
+        QCOMPARE(log().size(), lines_before + log_lines);
+        if (log_lines == 1) {
+            QVERIFY2(log().last().startsWith(
+                         red + "Failed to download preview image for mod 'My \"Mod\"': "),
+                     qPrintable(log().last()));
+        }
+    }
+
+    void answers_only_the_newest_preview()
+    {
+        publish();
+        // The first is still on its way when the second is asked for.
+        QVERIFY(practice->tell(R"({"preview": "slow", "preview_delay_ms": 300})"));
+        Caller earlier;
+        steam().RetrieveModPreview(mod(), Caller::received, &earlier);
+        QTRY_VERIFY((steam().Update(), practice->conversation().contains("PreviewURL")));
+        QVERIFY(practice->tell(R"({"preview": "ok"})"));
+        fetch_preview();
+        QTRY_COMPARE((steam().Update(), caller.previews.size()), 1);
+        QTest::qWait(500);
+        QCOMPARE(caller.previews.size(), 1);
+        QVERIFY(earlier.previews.isEmpty());
+    }
+
+    void explains_every_result_code()
+    {
+        const auto text = [](int code) {
+            return SteamWrapper::convert_eresult_to_string(static_cast<EResult>(code));
+        };
+        QCOMPARE(text(1), QString("Success"));
+        QCOMPARE(text(46), QString("Success (administrator"));
+        QCOMPARE(text(2), QString("Error (2) - Unknown error"));
+        QCOMPARE(text(-1), QString("Error (-1) - Unknown error"));
+        QCOMPARE(text(107), QString("Error (107) - Unknown error"));
+        QCOMPARE(text(38), QString("Error (38) - Remote disconnect has occured"));
+
+        // The digest of all texts as they were agreed on, one a line.
+        QCryptographicHash all(QCryptographicHash::Sha1);
+        for (int code = -2; code < 110; ++code)
+            all.addData(text(code).toUtf8() + '\n');
+        QCOMPARE(all.result().toHex(), QByteArray("bbfaac237ec9ebc302ff3e6868ff81b9e4388771"));
+    }
+};
 
 QTEST_MAIN(tst_wrapper)
 
