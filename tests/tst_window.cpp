@@ -100,6 +100,18 @@ int count_ink(QLabel& label)
 
 } // namespace
 
+/// Takes the place of the browser.
+class Browser : public QObject
+{
+    Q_OBJECT
+
+public:
+    QList<QUrl> opened;
+
+public slots:
+    void open(const QUrl& url) { opened << url; }
+};
+
 /// The window as a user meets it: driven by the names of its controls, judged by what it shows and
 /// by what lies on disk.
 class tst_window : public QObject
@@ -879,18 +891,6 @@ private slots:
         QVERIFY(saved().contains("<description>Unsaved</description>"));
         QCOMPARE(practice->live_registrations(), 0);
     }
-};
-
-/// Takes the place of the browser.
-class Browser : public QObject
-{
-    Q_OBJECT
-
-public:
-    QList<QUrl> opened;
-
-public slots:
-    void open(const QUrl& url) { opened << url; }
 };
 
 QTEST_MAIN(tst_window)

@@ -58,6 +58,12 @@ QByteArray picture(const QSize& size)
     return buffer.data();
 }
 
+/// A conversation as it has to be, with places left open.
+QString conversation_file(const QString& name)
+{
+    return QString::fromUtf8(read_file(CONVERSATIONS "/" + name + ".txt").trimmed());
+}
+
 QJsonObject json_object(const QString& path)
 {
     return QJsonDocument::fromJson(read_file(path)).object();
@@ -141,32 +147,7 @@ private slots:
         QString begin = "SteamAPI_Init() = true";
         if (QCoreApplication::applicationDirPath().endsWith("-new"))
             begin = "SteamAPI_InitFlat(errors) = 0";
-        QCOMPARE(practice->journal().join('\n'), begin + R"(
-SteamAPI_GetHSteamUser() = 1
-SteamAPI_GetHSteamPipe() = 1
-SteamInternal_CreateInterface("SteamClient017") = ok
-ISteamClient::GetISteamUser(1, 1, "SteamUser019") = ok
-ISteamClient::GetISteamFriends(1, 1, "SteamFriends015") = ok
-ISteamClient::GetISteamUtils(1, "SteamUtils008") = ok
-ISteamClient::GetISteamMatchmaking(1, 1, "SteamMatchMaking009") = ok
-ISteamClient::GetISteamMatchmakingServers(1, 1, "SteamMatchMakingServers002") = ok
-ISteamClient::GetISteamUserStats(1, 1, "STEAMUSERSTATS_INTERFACE_VERSION011") = ok
-ISteamClient::GetISteamApps(1, 1, "STEAMAPPS_INTERFACE_VERSION008") = ok
-ISteamClient::GetISteamNetworking(1, 1, "SteamNetworking005") = ok
-ISteamClient::GetISteamRemoteStorage(1, 1, "STEAMREMOTESTORAGE_INTERFACE_VERSION014") = ok
-ISteamClient::GetISteamScreenshots(1, 1, "STEAMSCREENSHOTS_INTERFACE_VERSION003") = ok
-ISteamClient::GetISteamHTTP(1, 1, "STEAMHTTP_INTERFACE_VERSION002") = ok
-ISteamClient::GetISteamUnifiedMessages(1, 1, "STEAMUNIFIEDMESSAGES_INTERFACE_VERSION001") = ok
-ISteamClient::GetISteamController(1, 1, "SteamController004") = ok
-ISteamClient::GetISteamUGC(1, 1, "STEAMUGC_INTERFACE_VERSION009") = ok
-ISteamClient::GetISteamAppList(1, 1, "STEAMAPPLIST_INTERFACE_VERSION001") = ok
-ISteamClient::GetISteamMusic(1, 1, "STEAMMUSIC_INTERFACE_VERSION001") = ok
-ISteamClient::GetISteamMusicRemote(1, 1, "STEAMMUSICREMOTE_INTERFACE_VERSION001") = ok
-ISteamClient::GetISteamHTMLSurface(1, 1, "STEAMHTMLSURFACE_INTERFACE_VERSION_003") = ok
-ISteamClient::GetISteamInventory(1, 1, "STEAMINVENTORY_INTERFACE_V001") = ok
-ISteamClient::GetISteamVideo(1, 1, "STEAMVIDEO_INTERFACE_V001") = ok
-SteamAPI_RunCallbacks()
-SteamAPI_Shutdown())");
+        QCOMPARE(practice->journal().join('\n'), conversation_file("start-and-stop").arg(begin));
     }
 
     void starts_anew_after_a_stop()
@@ -261,23 +242,8 @@ SteamAPI_Shutdown())");
 
         const QString quoted_file =
             QString(saved).replace('\\', "\\\\").replace('"', "\\\"").replace('\n', "\\n");
-        QCOMPARE(practice->conversation(), QString(R"(ISteamUGC::CreateItem(480, 0) = 1
-SteamAPI_RegisterCallResult(3403, 1)
-SteamAPI_RunCallbacks()
-deliver 3403 for call 1: result 1
-ISteamUGC::StartItemUpdate(480, %1) = 1001
-ISteamUGC::SetItemTitle(1001, "My \"Mod\"") = true
-ISteamUGC::SetItemDescription(1001, "Two\nlines é") = true
-ISteamUGC::SetItemContent(1001, "%2") = true
-ISteamUGC::SetItemPreview(1001, "") = true
-ISteamUGC::SetItemTags(1001, ["Lua", "Sound Effects"]) = true
-ISteamUGC::SetItemVisibility(1001, 0) = true
-ISteamUGC::SetItemMetadata(1001, "%3") = true
-ISteamUGC::SubmitItemUpdate(1001, "First \"notes\"") = 2
-SteamAPI_RegisterCallResult(3404, 2)
-SteamAPI_RunCallbacks()
-deliver 3404 for call 2: result 1)")
-                                               .arg(id, mod_folder(), quoted_file));
+        QCOMPARE(practice->conversation(),
+                 conversation_file("first-upload").arg(id, mod_folder(), quoted_file));
         QCOMPARE(log(), QStringList{green
                                     + "Successfully uploaded mod 'My \"Mod\"' to Steam Workshop "
                                       "(may take a short time to appear publically)"});
