@@ -3,8 +3,6 @@
 #include "steam/SteamApi.h"
 #include "steam/SteamTypes.h"
 
-#include <QtGlobal>
-
 #if defined(__GNUC__)
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Winvalid-offsetof" // has virtual methods, but a plain layout
@@ -14,7 +12,9 @@
 /// callback id at a fixed place. It is registered under a call number and called back once.
 class CallResultBase
 {
-    Q_DISABLE_COPY(CallResultBase)
+public:
+    CallResultBase(const CallResultBase&) = delete;
+    CallResultBase& operator=(const CallResultBase&) = delete;
 
 protected:
     explicit CallResultBase(std::int32_t callback) : callback_id(callback)

@@ -17,22 +17,31 @@ bool s_context_filled = false;
 /// The length of the reason text that the newer start functions fill in.
 constexpr std::size_t reason_size = 1024;
 
-void report(const QString& problem)
+/// Where the library has to be: beside the executable and nowhere else. A library from a search
+/// path or from the working directory could be anybody's.
+QString library_path()
+{
+    return QCoreApplication::applicationDirPath() + QLatin1Char('/') + SteamLibraryFileName();
+}
+
+/// Always false, for the caller to return.
+bool report(const QString& problem)
 {
     std::fprintf(stderr, "%s\n", qPrintable(problem));
+    return false;
 }
 
 bool load_library()
 {
-    // From beside the executable and nowhere else: a library from a search path or from the working
-    // directory could be anybody's.
-    const QString path =
-        QCoreApplication::applicationDirPath() + QLatin1Char('/') + SteamLibraryFileName();
     QString problem;
-    s_functions = LoadSteamLibrary(path, problem);
-    if (!s_functions)
-        report(problem);
-    return s_functions.has_value();
+    s_functions = LoadSteamLibrary(library_path(), problem);
+    return s_functions || report(problem);
+}
+
+void forget_interfaces()
+{
+    s_context_filled = false;
+    s_context = SteamContext{};
 }
 
 /// The client looks for the application id in the environment before it tries a file in the working
@@ -58,13 +67,25 @@ bool start(const SteamFunctions& functions)
     else
         started = functions.SteamAPI_InitSafe();
 
-    if (!started) {
-        reason.back() = '\0';
-        const QString why = QString::fromUtf8(reason.data()).trimmed();
-        report(QStringLiteral("The Steam API did not start: %1")
-                   .arg(why.isEmpty() ? QStringLiteral("the Steam library gave no reason") : why));
-    }
-    return started;
+    reason.back() = '\0';
+    const QString why = QString::fromUtf8(reason.data()).trimmed();
+    return started
+           || report(QStringLiteral("%1: the Steam API did not start: %2")
+                         .arg(library_path(),
+                              why.isEmpty() ? QStringLiteral("no reason was given") : why));
+}
+
+/// A client can start and yet no longer know the interfaces that an upload needs.
+bool has_needed_interfaces()
+{
+    const SteamContext& context = SteamApi::Context();
+    if (context.User && context.UGC)
+        return true;
+    const char* const missing = !context.Client ? "ISteamClient"
+                                : !context.User ? "ISteamUser"
+                                                : "ISteamUGC";
+    return report(QStringLiteral("%1: the Steam client has no %2 of the version that is needed")
+                      .arg(library_path(), QLatin1String(missing)));
 }
 
 } // namespace
@@ -74,8 +95,10 @@ bool SteamApi::Init(AppId_t app)
     if (!s_functions && !load_library())
         return false;
     name_application(app);
-    s_context_filled = false;
+    forget_interfaces();
     s_started = start(*s_functions);
+    if (s_started && !has_needed_interfaces())
+        Shutdown();
     return s_started;
 }
 
@@ -90,8 +113,7 @@ void SteamApi::Shutdown()
     if (s_functions)
         s_functions->SteamAPI_Shutdown();
     s_started = false;
-    s_context_filled = false;
-    s_context = SteamContext{};
+    forget_interfaces();
 }
 
 const SteamContext& SteamApi::Context()

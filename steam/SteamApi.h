@@ -10,8 +10,9 @@ class CallResultBase;
 namespace SteamApi {
 
 /// Loads the library if that has not been done, names the application `app` to the Steam client and
-/// starts the API. Returns false, with one line on standard error, when the library is missing or
-/// unusable or the start fails. May be called again after a failure or after `Shutdown`.
+/// starts the API. Returns false, with one line on standard error that names the file, when the
+/// library is missing or unusable, the start fails, or the client lacks an interface that the
+/// program needs. May be called again after a failure or after `Shutdown`.
 bool Init(AppId_t app);
 
 /// Lets Steam work; answers that have arrived are delivered from inside this call.

@@ -10,6 +10,8 @@
 #include <QRegularExpression>
 #include <QTextBlock>
 
+#include <algorithm>
+
 void write_file(const QString& path, const QByteArray& bytes)
 {
     QDir().mkpath(QFileInfo(path).path());
@@ -91,4 +93,15 @@ QStringList log_of(const QWidget& window)
         lines << format.foreground().color().name() + ' ' + text;
     }
     return lines;
+}
+
+QStringList enabled_controls(const QWidget& window)
+{
+    QStringList names{"ChooseMetadata", "SubmitButton",   "ChangeNotes", "ModVisibility",
+                      "ChangePreview",  "ModDescription", "ModTags",     "ViewButton"};
+    const auto is_disabled = [&window](const QString& name) {
+        return !window.findChild<QWidget*>(name)->isEnabled();
+    };
+    names.erase(std::remove_if(names.begin(), names.end(), is_disabled), names.end());
+    return names;
 }

@@ -53,3 +53,6 @@ class QWidget;
 /// The lines of the window's log, each as its colour, a blank and its text; line breaks inside a
 /// line as " | ".
 QStringList log_of(const QWidget& window);
+
+/// The names of the controls that can be used, in the order in which the program switches them.
+QStringList enabled_controls(const QWidget& window);

@@ -183,53 +183,6 @@ private slots:
         QCOMPARE(receiver.calls, 1); // a holder fires once
     }
 
-    void refuses_unusable_libraries_data()
-    {
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::addColumn<QStringList>("words");
-
-        const QString bin = QCoreApplication::applicationDirPath();
-        const QByteArray good = read_file(bin + "/" + SteamLibraryFileName());
-        QByteArray foreign = good;
-        foreign.replace(18, 2, QByteArray("\x08\x00", 2)); // the processor in an ELF header: MIPS
-
-        QTest::newRow("missing") << QByteArray() << QStringList{"there is no such file"};
-        QTest::newRow("empty") << QByteArray("") << QStringList{"cannot be loaded"};
-        QTest::newRow("text") << QByteArray("not a library\n") << QStringList{"cannot be loaded"};
-        QTest::newRow("cut short") << good.left(5000) << QStringList{"cannot be loaded"};
-#if defined(Q_OS_LINUX)
-        QTest::newRow("another processor") << foreign << QStringList{"cannot be loaded"};
-#endif
-        QTest::newRow("unresolved dependency")
-            << read_file(UNRESOLVED_LIBRARY) << QStringList{"cannot be loaded", "nobody_has_this"};
-        QTest::newRow("most functions missing") << read_file(INCOMPLETE_LIBRARY)
-                                                << QStringList{"SteamAPI_Init (or",
-                                                               "SteamAPI_Shutdown",
-                                                               "SteamAPI_RegisterCallResult",
-                                                               "SteamAPI_UnregisterCallResult",
-                                                               "SteamAPI_GetHSteamUser",
-                                                               "SteamAPI_GetHSteamPipe",
-                                                               "SteamInternal_CreateInterface"};
-    }
-
-    void refuses_unusable_libraries()
-    {
-        QFETCH(QByteArray, bytes);
-        QFETCH(QStringList, words);
-        QTemporaryDir folder;
-        const QString path = folder.path() + "/" + SteamLibraryFileName();
-        if (!bytes.isNull())
-            write_file(path, bytes);
-
-        QString problem;
-        QVERIFY(!LoadSteamLibrary(path, problem));
-        QVERIFY2(problem.contains(path), qPrintable(problem));
-        for (const QString& word : words)
-            QVERIFY2(problem.contains(word), qPrintable(problem));
-        QVERIFY2(!problem.contains("RunCallbacks"),
-                 qPrintable(problem)); // the incomplete one has it
-    }
-
     void loads_old_and_new_libraries()
     {
         QString problem;

@@ -1,0 +1,157 @@
+#include "Support.h"
+
+#include "steam/SteamLibrary.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QProcess>
+#include <QTest>
+
+/// What only shows in a process of its own: a start beside a broken library, a sudden death.
+class tst_process : public QObject
+{
+    Q_OBJECT
+
+private:
+    /// The probe in a folder with the given Steam library beside it, none if it is null.
+    QString probe_beside(const QByteArray& library) const
+    {
+        const QString program = folder->path() + "/" + QFileInfo(PROBE).fileName();
+        if (!QFile::copy(PROBE, program))
+            qFatal("cannot copy the probe");
+        if (!library.isNull())
+            write_file(library_path(), library);
+        return program;
+    }
+
+    QString library_path() const { return folder->path() + "/" + SteamLibraryFileName(); }
+
+    static QByteArray good_library()
+    {
+        return read_file(QCoreApplication::applicationDirPath() + "/" + SteamLibraryFileName());
+    }
+
+    QScopedPointer<QTemporaryDir> folder;
+
+private slots:
+    void init()
+    {
+        folder.reset(new QTemporaryDir);
+        qputenv("PRACTICE_WORKSHOP_DIR", QFile::encodeName(folder->path() + "/store"));
+    }
+
+    void survives_a_broken_library_data()
+    {
+        QTest::addColumn<QByteArray>("library");
+        QTest::addColumn<QByteArray>("script");
+        QTest::addColumn<QStringList>("words");
+
+        const QByteArray good = good_library();
+        QByteArray foreign = good;
+        foreign.replace(18, 2, QByteArray("\x08\x00", 2)); // the processor in an ELF header: MIPS
+        const auto file = [](const char* name, const QByteArray& bytes, const QStringList& words) {
+            QTest::newRow(name) << bytes << QByteArray() << words;
+        };
+        file("missing", QByteArray(), {"there is no such file"});
+        file("empty", QByteArray(""), {"cannot be loaded"});
+        file("text", QByteArray("not a library\n"), {"cannot be loaded"});
+#if defined(Q_OS_LINUX)
+        file("cut short", good.left(5000), {"its end is missing"});
+        file("another processor", foreign, {"cannot be loaded"});
+#endif
+        file("unresolved dependency", read_file(UNRESOLVED_LIBRARY),
+             {"cannot be loaded", "nobody_has_this"});
+        file("most functions missing", read_file(INCOMPLETE_LIBRARY),
+             {"SteamAPI_Init (or", "SteamAPI_Shutdown", "SteamAPI_RegisterCallResult",
+              "SteamAPI_UnregisterCallResult", "SteamAPI_GetHSteamUser", "SteamAPI_GetHSteamPipe",
+              "SteamInternal_CreateInterface"});
+
+        const auto start = [&good](const char* name, const QByteArray& script,
+                                   const QString& word) {
+            QTest::newRow(name) << good << script << QStringList{word};
+        };
+        start("start refused", R"({"start": "fails"})", "the Steam API did not start");
+        start("no client", R"({"missing_interfaces": ["SteamClient017"]})", "no ISteamClient");
+        start("no user", R"({"missing_interfaces": ["SteamUser019"]})", "no ISteamUser");
+        start("no workshop", R"({"missing_interfaces": ["STEAMUGC_INTERFACE_VERSION009"]})",
+              "no ISteamUGC");
+    }
+
+    void survives_a_broken_library()
+    {
+        QFETCH(QByteArray, library);
+        QFETCH(QByteArray, script);
+        QFETCH(QStringList, words);
+        write_file(folder->path() + "/store/practice.json", script.isEmpty() ? "{}" : script);
+        QProcess program;
+        program.start(probe_beside(library), {"start"});
+        QVERIFY(program.waitForFinished());
+        QCOMPARE(program.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(program.exitCode(), 0);
+        QCOMPARE(program.readAllStandardOutput().trimmed(),
+                 QByteArray("#aa0000 Initializing Steam API... Failed. Please make sure Steam is "
+                            "running and then relaunch this app"));
+
+        const QString errors = QString::fromUtf8(program.readAllStandardError());
+        const QStringList problems = errors.split('\n').filter(library_path());
+        QVERIFY2(problems.size() == 1, qPrintable(errors));
+        for (const QString& word : words)
+            QVERIFY2(problems.first().contains(word), qPrintable(problems.first()));
+        QVERIFY(!problems.first().contains("RunCallbacks")); // the incomplete one has it
+    }
+
+    void leaves_everything_whole_when_it_is_killed()
+    {
+        const QString mod = folder->path() + "/mod";
+        write_file(mod + "/metadata.xml", metadata("<id>0</id>"));
+        write_file(mod + "/data.bin", QByteArray(100'000, 'x'));
+        write_file(folder->path() + "/store/practice.json", "{}");
+        const QString program = probe_beside(good_library());
+        const auto upload = [&] {
+            auto process = QSharedPointer<QProcess>::create();
+            process->start(program, {"upload", mod + "/metadata.xml"});
+            return process;
+        };
+        const auto in_journal = [this](const QByteArray& words) {
+            return read_file(folder->path() + "/store/journal.txt").count(words);
+        };
+
+        auto process = upload();
+        QTRY_COMPARE_WITH_TIMEOUT(in_journal("deliver 3404"), 1, 10'000);
+        process->kill();
+        QVERIFY(process->waitForFinished());
+        const QDir items(folder->path() + "/store/items");
+        QCOMPARE(items.entryList(QDir::AllEntries | QDir::NoDotAndDotDot).size(), 1);
+        const QString item = items.path() + "/" + items.entryList({"3*"}).value(0);
+        const QByteArray before = read_file(item + "/content/data.bin");
+        QCOMPARE(before.size(), 100'000);
+
+        // The second upload, of other content, dies half-way.
+        write_file(mod + "/data.bin", QByteArray(200'000, 'y'));
+        write_file(folder->path() + "/store/practice.json", R"({"bytes_per_pump": 1000})");
+        process = upload();
+        QTRY_VERIFY_WITH_TIMEOUT(in_journal("GetItemUpdateProgress") > 2, 10'000);
+        QTest::qWait(300);
+        process->kill();
+        QVERIFY(process->waitForFinished());
+        QCOMPARE(in_journal("deliver 3404"), 1);
+        QCOMPARE(read_file(item + "/content/data.bin"), before);
+        QCOMPARE(read_file(item + "/history.json").count("\"version\""), 1);
+        QVERIFY(read_file(mod + "/metadata.xml")
+                    .contains("<id>" + items.entryList({"3*"}).value(0).toUtf8()));
+
+        // The next run takes the remains away.
+        write_file(folder->path() + "/store/practice.json", "{}");
+        process = upload();
+        QTRY_COMPARE_WITH_TIMEOUT(in_journal("deliver 3404"), 2, 10'000);
+        process->kill();
+        QVERIFY(process->waitForFinished());
+        QCOMPARE(read_file(item + "/content/data.bin").size(), 200'000);
+        QCOMPARE(items.entryList(QDir::AllEntries | QDir::NoDotAndDotDot).size(), 1);
+        QVERIFY(QDir(folder->path() + "/store/staging").isEmpty());
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_process)
+
+#include "tst_process.moc"
