@@ -335,6 +335,99 @@ private slots:
                  !was_created);
     }
 
+    void is_held_to_the_limits_of_the_workshop_data()
+    {
+        QTest::addColumn<QString>("field");
+        QTest::addColumn<QByteArray>("value");
+        QTest::addColumn<int>("result");
+        QTest::addColumn<QString>("reason");
+        const QByteArray png = picture(QSize(30, 20));
+        const auto row = [](const char* name, const char* field, const QByteArray& value,
+                            int result, const char* reason) {
+            QTest::newRow(name) << QString(field) << value << result << QString(reason);
+        };
+        row("title that just fits", "title", QByteArray(128, 'x'), 1, "");
+        row("title", "title", "\xC3\xA9" + QByteArray(127, 'x'), 8, "title has 129");
+        row("description that just fits", "description", QByteArray(7999, 'x'), 1, "");
+        row("description", "description", QByteArray(8000, 'x'), 8, "description has 8000");
+        row("notes", "notes", QByteArray(8000, 'x'), 8, "change note has 8000");
+        row("small preview", "preview", png.left(15), 8, "less than 16 bytes");
+        row("large preview", "preview", png + QByteArray(1024 * 1024 - png.size(), 'x'), 25,
+            "1048576 bytes");
+        row("preview that just fits", "preview",
+            png + QByteArray(1024 * 1024 - 1 - png.size(), 'x'), 1, "");
+        row("no picture", "preview", QByteArray(100, 'x'), 9, "not PNG, JPEG or GIF");
+        row("preview is gone", "preview", QByteArray(), 9, "preview");
+        row("folder is gone", "folder", "/not/there", 9, "not the full path of a folder");
+        row("folder without a full path", "folder", "MyMod", 9, "not the full path of a folder");
+        row("another's item", "script", R"({"owner": "somebody"})", 15, "another account");
+        row("item is gone", "deleted", "", 9, "no such item");
+    }
+
+    void is_held_to_the_limits_of_the_workshop()
+    {
+        QFETCH(QString, field);
+        QFETCH(QByteArray, value);
+        QFETCH(int, result);
+        QFETCH(QString, reason);
+        const QString id = publish();
+        const QByteArray item_before = read_file(practice->item(id, "item.json"));
+        QString notes;
+        if (field == "title")
+            mod().name = QString::fromUtf8(value);
+        if (field == "description")
+            mod().description = value;
+        if (field == "notes")
+            notes = value;
+        if (field == "folder")
+            mod().folder_path = value;
+        if (field == "script")
+            QVERIFY(practice->tell(value));
+        if (field == "preview") {
+            mod().preview_path = folder->path() + "/other";
+            if (!value.isNull())
+                write_file(mod().preview_path, value);
+        }
+        if (field == "deleted") {
+            write_file(practice->item(id, "item.json"),
+                       QByteArray(item_before).replace("\"deleted\": false", "\"deleted\": true"));
+        }
+
+        upload(notes);
+        QVERIFY(pump_until_uploaded());
+        QCOMPARE(caller.outcomes.first(), result == 1);
+        if (result == 1)
+            return;
+        QVERIFY2(log().last().contains(QString("Error (%1)").arg(result)),
+                 qPrintable(log().last()));
+        const QString reasons = read_file(practice->store() + "/workshop_log.txt").trimmed();
+        QVERIFY2(reasons.section('\n', -1).contains(reason), qPrintable(reasons));
+        if (field != "deleted")
+            QCOMPARE(read_file(practice->item(id, "item.json")), item_before);
+    }
+
+    void takes_a_script_from_people_and_names_its_mistakes()
+    {
+        QVERIFY(practice->tell(read_file(SCRIPT_SAMPLE))); // the documented one, comments and all
+        practice->tell(R"({"bytes_per_pump": 1000000, "answer_after_pumps": 1})");
+        write_file(practice->store() + "/practice.json",
+                   "{ // what people write\n \"owner\": 5,\n\n \"no_such_key\": 1,\n"
+                   " \"create_results\": [8]\n}");
+        load_mod("0");
+        upload();
+        QVERIFY(pump_until_uploaded());
+        QCOMPARE(caller.outcomes, QList<bool>{false}); // what is right in it counts
+        const QString journal = practice->journal().join('\n');
+        QVERIFY2(journal.contains("practice.json, line 2: \"owner\""), qPrintable(journal));
+        QVERIFY2(journal.contains("practice.json, line 4: unknown key"), qPrintable(journal));
+
+        write_file(practice->store() + "/practice.json", "{\n \"start\": \"fails\"\n oops");
+        upload(); // once for each change: the file is not applied again
+        QVERIFY(pump_until_uploaded(2));
+        QVERIFY(caller.outcomes.last());
+        QVERIFY(practice->journal().join('\n').contains("practice.json, line 3"));
+    }
+
     void tells_about_the_legal_agreement()
     {
         QVERIFY(practice->tell(R"({"legal_agreement": true})"));
@@ -480,6 +573,18 @@ private slots:
                                         "SteamAPI_UnregisterCallResult\\(3403, \\d+\\)\n"
                                         "SteamAPI_UnregisterCallResult\\(3401, \\d+\\)$");
         QVERIFY2(wanted.match(calls).hasMatch(), qPrintable(calls));
+    }
+
+    void closes_during_a_download()
+    {
+        publish();
+        QVERIFY(practice->tell(R"({"preview": "never"})"));
+        fetch_preview();
+        QTRY_VERIFY((steam().Update(), practice->conversation().contains("PreviewURL")));
+        QTest::qWait(50);
+        window.reset();
+        QTest::qWait(50);
+        QVERIFY(caller.previews.isEmpty());
     }
 
     void fetches_the_preview()
