@@ -1,5 +1,7 @@
 #include "metadata/ModParser.h"
 
+#include "metadata/XmlLimits.h"
+
 #include <QCoreApplication>
 #include <QDomDocument>
 #include <QFile>
@@ -65,7 +67,9 @@ bool ModParser::validate_metadata_file(QString path, QDomDocument& document)
     QString message;
     int line = 0;
     int column = 0;
-    if (!document.setContent(&file, true, &message, &line, &column)) {
+    const QByteArray xml = file.read(XmlLimits::max_bytes + 1);
+    if (!XmlLimits::Check(xml, message, line, column)
+        || !document.setContent(xml, true, &message, &line, &column)) {
         return fail(translated("Failed to parse specified metadata file: "
                                "error at line %1, column %2:\n%3")
                         .arg(QString::number(line), QString::number(column), message));

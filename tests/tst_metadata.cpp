@@ -159,6 +159,46 @@ private slots:
                                            "files and try again";
     }
 
+    void survives_xml_that_is_made_to_hurt_data()
+    {
+        QTest::addColumn<QByteArray>("xml");
+        QTest::addColumn<QString>("reason");
+        const QByteArray declaration =
+            "<!DOCTYPE m [<!ENTITY a '" + QByteArray(100'000, 'x') + "'>]><metadata>";
+        QTest::newRow("deep nesting")
+            << QByteArray("<a>").repeated(1'000'000) << "nested too deeply";
+        QTest::newRow("large file")
+            << QByteArray("<metadata/>") + QByteArray(17'000'000, ' ') << "too large";
+        QTest::newRow("many elements")
+            << metadata(QByteArray("<tag/>").repeated(1'000'001)) << "too many elements";
+        QTest::newRow("many attributes")
+            << "<metadata " + QByteArray("a = '1' ").repeated(10'001) + "/>"
+            << "too many attributes";
+        QTest::newRow("entities in text")
+            << declaration + "<name>" + QByteArray("&a;").repeated(10'000) + "</name></metadata>"
+            << "expands to too much";
+        QTest::newRow("entities in an attribute")
+            << declaration + "<tag id='" + QByteArray("&a;").repeated(10'000) + "'/></metadata>"
+            << "expands to too much";
+        QTest::newRow("entities in entities") << QByteArray(
+            "<!DOCTYPE m [<!ENTITY a '&b;'><!ENTITY b '&a;'>]><metadata>&a;</metadata>")
+                                              << "recursive entities";
+    }
+
+    void survives_xml_that_is_made_to_hurt()
+    {
+        QFETCH(QByteArray, xml);
+        QFETCH(QString, reason);
+        write_file(file(), xml);
+        ModDescriptor mod;
+        QVERIFY(!ModParser::ParseMetadata(file(), mod));
+        const QString result = ModParser::GetParseMetadataResult();
+        QVERIFY2(result.startsWith("Failed to parse specified metadata file: error at line ")
+                     && result.contains(reason),
+                 qPrintable(result));
+        QCOMPARE(read_file(file()), xml);
+    }
+
     void refuses_with_the_reason_and_changes_nothing()
     {
         QFETCH(QString, name);
