@@ -6,17 +6,20 @@
 
 namespace {
 
-QString suffix_of(const QString& name)
+/// What follows the last "." in the last part of `path`.
+QStringView suffix_of(const QString& path)
 {
-    const int dot = name.lastIndexOf(QLatin1Char('.'));
-    return dot < 0 ? QString() : name.mid(dot + 1);
+    const auto dot = path.lastIndexOf(QLatin1Char('.'));
+    if (dot < path.lastIndexOf(QLatin1Char('/')) || dot < 0)
+        return {};
+    return QStringView(path).mid(dot + 1);
 }
 
 /// Native programs and libraries have no place in a mod that others download. The name is looked at
 /// first: asking the file system about every entry would take many times longer than listing them.
-bool is_forbidden(const QDirIterator& entry)
+bool is_forbidden(const QString& path, const QDirIterator& entry)
 {
-    const QString suffix = suffix_of(entry.fileName());
+    const QStringView suffix = suffix_of(path);
     if (suffix == QLatin1String("exe") || suffix == QLatin1String("so")
         || suffix == QLatin1String("dll"))
         return entry.fileInfo().isFile();
@@ -50,7 +53,7 @@ bool ModParser::validate_mod_directory(QString folder)
     QDirIterator entries(folder, QDirIterator::Subdirectories);
     while (entries.hasNext()) {
         const QString path = entries.next();
-        if (is_forbidden(entries))
+        if (is_forbidden(path, entries))
             offending << path.mid(parent_length);
     }
     if (offending.isEmpty())
