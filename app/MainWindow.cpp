@@ -22,10 +22,12 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent), ui(new Ui_MainWin
     s_Window = this;
     ui->setupUi(this);
 
-    if (Logger::Initialize(ui->OutputLog) && SteamWrapper::GetInstance()->Initialize())
+    if (Logger::Initialize(ui->OutputLog) && SteamWrapper::GetInstance()->Initialize()) {
         Logger::LogMessage(tr("Please choose a mod to upload..."), Logger::Info);
-    else
+    } else {
         enable_all_ui(false);
+        setAcceptDrops(false); // a mod must not get in by another way
+    }
 
     setWindowFlags(Qt::Dialog | Qt::MSWindowsFixedSizeDialogHint);
     // The flag is only heeded on Windows.
@@ -56,7 +58,8 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent), ui(new Ui_MainWin
 
 MainWindow::~MainWindow()
 {
-    // Takes the focus from the description editor, which then saves, while everything still stands.
+    // The description editor saves when it loses the focus. It is to do so while everything stands.
+    ui->ModDescription->clearFocus();
     hide();
 
     SteamWrapper::GetInstance()->Shutdown();

@@ -82,6 +82,8 @@ private:
     ModParser::ModDescriptor mod_descriptor;
     /// When the program last read or wrote the metadata file.
     QDateTime last_metadata_time;
+    /// Time of the outside change that was read last.
+    QDateTime last_reread_change;
     QTimer timer;
     QMovie* loading_movie = nullptr;
 };

@@ -104,6 +104,10 @@ void MainWindow::reread_changed_metadata()
     if (mod_descriptor.folder_path.isEmpty())
         return;
     const QString path = mod_descriptor.folder_path + QStringLiteral("/metadata.xml");
-    if (last_metadata_time < QFileInfo(path).lastModified())
+    const QDateTime modified = QFileInfo(path).lastModified();
+    // A time from a clock ahead of ours stays later for long; once is enough for each change.
+    if (last_metadata_time < modified && modified != last_reread_change) {
+        last_reread_change = modified;
         process_metadata_file(path, QStringLiteral("Detected metadata change, reprocessing"));
+    }
 }

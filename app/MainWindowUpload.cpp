@@ -18,6 +18,9 @@ void MainWindow::on_SubmitButton_clicked()
         return;
     }
 
+    // A click takes no focus on some desktops, and the description is only stored when it is left.
+    ui->ModDescription->clearFocus();
+
     // In memory only: it is saved when the upload has succeeded.
     mod_descriptor.IncrementVersion();
     SteamWrapper::GetInstance()->UploadMod(mod_descriptor, ui->ChangeNotes->GetFinalText(),

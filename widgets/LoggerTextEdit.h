@@ -1,18 +1,12 @@
 #pragma once
 
-#include <QPlainTextEdit>
+#include "widgets/ClearableTextEdit.h"
 
-/// The log pane: coloured lines on light grey, cleared from its right-click menu.
-class LoggerTextEdit : public QPlainTextEdit
+/// The log pane: coloured lines on light grey.
+class LoggerTextEdit : public ClearableTextEdit
 {
     Q_OBJECT
 
 public:
     explicit LoggerTextEdit(QWidget* parent);
-
-protected:
-    void mousePressEvent(QMouseEvent* e) override;
-
-private slots:
-    void clear_all();
 };

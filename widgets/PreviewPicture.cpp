@@ -6,8 +6,9 @@
 
 namespace {
 
-/// A few hundred bytes can unpack to gigabytes. 32 million pixels take 128 MiB, far above any
-/// picture that fits into the Workshop's limit of 1 MiB in earnest.
+/// A few hundred bytes can unpack to gigabytes. 32 million pixels take 128 MiB (twice that with
+/// 16 bits for each colour), far above any picture that fits into the Workshop's limit of 1 MiB in
+/// earnest.
 constexpr qint64 max_pixels = 32 * 1024 * 1024;
 
 QPixmap decode(QIODevice& device)

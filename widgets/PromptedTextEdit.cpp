@@ -1,14 +1,7 @@
 #include "widgets/PromptedTextEdit.h"
 
-#include "widgets/ClearAllMenu.h"
-
-#include <QMouseEvent>
-
-PromptedTextEdit::PromptedTextEdit(QWidget* parent) : QPlainTextEdit(parent)
-{
-    // The menu opens on the press itself; the base class's own must not follow it.
-    setContextMenuPolicy(Qt::PreventContextMenu);
-}
+PromptedTextEdit::PromptedTextEdit(QWidget* parent) : ClearableTextEdit(parent)
+{}
 
 bool PromptedTextEdit::shows_prompt() const
 {
@@ -32,16 +25,4 @@ void PromptedTextEdit::focusOutEvent(QFocusEvent* e)
     if (toPlainText().isEmpty())
         appendPlainText(prompt());
     QPlainTextEdit::focusOutEvent(e);
-}
-
-void PromptedTextEdit::mousePressEvent(QMouseEvent* e)
-{
-    if (e->button() == Qt::RightButton)
-        RunClearAllMenu(*this, *e, tr("Context menu"));
-    QPlainTextEdit::mousePressEvent(e);
-}
-
-void PromptedTextEdit::clear_all()
-{
-    clear();
 }

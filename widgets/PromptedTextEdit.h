@@ -1,12 +1,12 @@
 #pragma once
 
-#include <QPlainTextEdit>
+#include "widgets/ClearableTextEdit.h"
 
 /// A text editor that shows a prompt while it is empty and has no focus.
 ///
 /// The prompt is ordinary text, told apart from the user's only by comparing the whole: a user who
 /// types exactly the prompt has typed nothing.
-class PromptedTextEdit : public QPlainTextEdit
+class PromptedTextEdit : public ClearableTextEdit
 {
     Q_OBJECT
 
@@ -20,12 +20,8 @@ protected:
 
     virtual const QString& prompt() const = 0;
 
-    void mousePressEvent(QMouseEvent* e) override;
     void focusInEvent(QFocusEvent* e) override;
     void focusOutEvent(QFocusEvent* e) override;
-
-private slots:
-    void clear_all();
 
 private:
     bool shows_prompt() const;
