@@ -31,8 +31,7 @@ QByteArray metadata(const QByteArray& body)
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<metadata>" + body + "</metadata>\n";
 }
 
-Practice::Practice()
-    : library(QCoreApplication::applicationDirPath() + '/' + SteamLibraryFileName())
+Practice::Practice() : library(QCoreApplication::applicationDirPath() + '/' + SteamLibraryFileName())
 {
     qputenv("PRACTICE_WORKSHOP_DIR", QFile::encodeName(store()));
     resolve<void (*)()>("PracticeWorkshop_Reset")();
@@ -99,9 +98,7 @@ QStringList enabled_controls(const QWidget& window)
 {
     QStringList names{"ChooseMetadata", "SubmitButton",   "ChangeNotes", "ModVisibility",
                       "ChangePreview",  "ModDescription", "ModTags",     "ViewButton"};
-    const auto is_disabled = [&window](const QString& name) {
-        return !window.findChild<QWidget*>(name)->isEnabled();
-    };
+    const auto is_disabled = [&window](const QString& name) { return !window.findChild<QWidget*>(name)->isEnabled(); };
     names.erase(std::remove_if(names.begin(), names.end(), is_disabled), names.end());
     return names;
 }

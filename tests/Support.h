@@ -35,10 +35,7 @@ public:
     int live_registrations();
 
     QString store() const { return store_folder.path(); }
-    QString item(const QString& id, const QString& file) const
-    {
-        return store() + "/items/" + id + "/" + file;
-    }
+    QString item(const QString& id, const QString& file) const { return store() + "/items/" + id + "/" + file; }
 
 private:
     template<typename Function>

@@ -31,21 +31,6 @@ bool stand_in_order(int first, Methods... methods)
     return ((slot_of(methods) == first++) && ...);
 }
 
-/// A receiver that keeps a copy of what it was given.
-struct Receiver
-{
-    void on_created(CreateItemResult_t* result, bool io_failure)
-    {
-        ++calls;
-        last = *result;
-        last_io_failure = io_failure;
-    }
-
-    int calls = 0;
-    CreateItemResult_t last{};
-    bool last_io_failure = false;
-};
-
 /// `bytes` of zeros with `value` at each of the offsets given.
 template<typename Result>
 Result from_bytes(std::initializer_list<std::pair<int, std::uint64_t>> values)
@@ -73,47 +58,40 @@ private slots:
         QSKIP("a pointer to member tells no slot with this compiler");
 #endif
         using Client = ISteamClient;
-        QVERIFY(stand_in_order(
-            0, &Client::CreateSteamPipe, &Client::BReleaseSteamPipe, &Client::ConnectToGlobalUser,
-            &Client::CreateLocalUser, &Client::ReleaseUser, &Client::GetISteamUser,
-            &Client::GetISteamGameServer, &Client::SetLocalIPBinding, &Client::GetISteamFriends));
+        QVERIFY(stand_in_order(0, &Client::CreateSteamPipe, &Client::BReleaseSteamPipe, &Client::ConnectToGlobalUser,
+                               &Client::CreateLocalUser, &Client::ReleaseUser, &Client::GetISteamUser,
+                               &Client::GetISteamGameServer, &Client::SetLocalIPBinding, &Client::GetISteamFriends));
         QVERIFY(stand_in_order(9, &Client::GetISteamUtils, &Client::GetISteamMatchmaking,
-                               &Client::GetISteamMatchmakingServers,
-                               &Client::GetISteamGenericInterface, &Client::GetISteamUserStats,
-                               &Client::GetISteamGameServerStats, &Client::GetISteamApps,
+                               &Client::GetISteamMatchmakingServers, &Client::GetISteamGenericInterface,
+                               &Client::GetISteamUserStats, &Client::GetISteamGameServerStats, &Client::GetISteamApps,
                                &Client::GetISteamNetworking, &Client::GetISteamRemoteStorage));
-        QVERIFY(stand_in_order(18, &Client::GetISteamScreenshots, &Client::RunFrame,
-                               &Client::GetIPCCallCount, &Client::SetWarningMessageHook,
-                               &Client::BShutdownIfAllPipesClosed, &Client::GetISteamHTTP,
-                               &Client::GetISteamUnifiedMessages, &Client::GetISteamController,
+        QVERIFY(stand_in_order(18, &Client::GetISteamScreenshots, &Client::RunFrame, &Client::GetIPCCallCount,
+                               &Client::SetWarningMessageHook, &Client::BShutdownIfAllPipesClosed,
+                               &Client::GetISteamHTTP, &Client::GetISteamUnifiedMessages, &Client::GetISteamController,
                                &Client::GetISteamUGC));
-        QVERIFY(stand_in_order(
-            27, &Client::GetISteamAppList, &Client::GetISteamMusic, &Client::GetISteamMusicRemote,
-            &Client::GetISteamHTMLSurface, &Client::SetPostAPIResultInProcess,
-            &Client::RemovePostAPIResultInProcess, &Client::SetCheckCallbackRegisteredInProcess,
-            &Client::GetISteamInventory, &Client::GetISteamVideo));
+        QVERIFY(stand_in_order(27, &Client::GetISteamAppList, &Client::GetISteamMusic, &Client::GetISteamMusicRemote,
+                               &Client::GetISteamHTMLSurface, &Client::SetPostAPIResultInProcess,
+                               &Client::RemovePostAPIResultInProcess, &Client::SetCheckCallbackRegisteredInProcess,
+                               &Client::GetISteamInventory, &Client::GetISteamVideo));
         using UGC = ISteamUGC;
         QVERIFY(stand_in_order(0, &UGC::CreateQueryUserUGCRequest, &UGC::CreateQueryAllUGCRequest,
-                               &UGC::CreateQueryUGCDetailsRequest, &UGC::SendQueryUGCRequest,
-                               &UGC::GetQueryUGCResult, &UGC::GetQueryUGCPreviewURL,
-                               &UGC::GetQueryUGCMetadata, &UGC::GetQueryUGCChildren,
+                               &UGC::CreateQueryUGCDetailsRequest, &UGC::SendQueryUGCRequest, &UGC::GetQueryUGCResult,
+                               &UGC::GetQueryUGCPreviewURL, &UGC::GetQueryUGCMetadata, &UGC::GetQueryUGCChildren,
                                &UGC::GetQueryUGCStatistic, &UGC::GetQueryUGCNumAdditionalPreviews,
                                &UGC::GetQueryUGCAdditionalPreview, &UGC::GetQueryUGCNumKeyValueTags,
                                &UGC::GetQueryUGCKeyValueTag, &UGC::ReleaseQueryUGCRequest));
-        QVERIFY(stand_in_order(
-            14, &UGC::AddRequiredTag, &UGC::AddExcludedTag, &UGC::SetReturnOnlyIDs,
-            &UGC::SetReturnKeyValueTags, &UGC::SetReturnLongDescription, &UGC::SetReturnMetadata,
-            &UGC::SetReturnChildren, &UGC::SetReturnAdditionalPreviews, &UGC::SetReturnTotalOnly,
-            &UGC::SetLanguage, &UGC::SetAllowCachedResponse, &UGC::SetCloudFileNameFilter,
-            &UGC::SetMatchAnyTag, &UGC::SetSearchText, &UGC::SetRankedByTrendDays,
-            &UGC::AddRequiredKeyValueTag, &UGC::RequestUGCDetails));
-        QVERIFY(stand_in_order(
-            31, &UGC::CreateItem, &UGC::StartItemUpdate, &UGC::SetItemTitle,
-            &UGC::SetItemDescription, &UGC::SetItemUpdateLanguage, &UGC::SetItemMetadata,
-            &UGC::SetItemVisibility, &UGC::SetItemTags, &UGC::SetItemContent, &UGC::SetItemPreview,
-            &UGC::RemoveItemKeyValueTags, &UGC::AddItemKeyValueTag, &UGC::AddItemPreviewFile,
-            &UGC::AddItemPreviewVideo, &UGC::UpdateItemPreviewFile, &UGC::UpdateItemPreviewVideo,
-            &UGC::RemoveItemPreview, &UGC::SubmitItemUpdate, &UGC::GetItemUpdateProgress));
+        QVERIFY(stand_in_order(14, &UGC::AddRequiredTag, &UGC::AddExcludedTag, &UGC::SetReturnOnlyIDs,
+                               &UGC::SetReturnKeyValueTags, &UGC::SetReturnLongDescription, &UGC::SetReturnMetadata,
+                               &UGC::SetReturnChildren, &UGC::SetReturnAdditionalPreviews, &UGC::SetReturnTotalOnly,
+                               &UGC::SetLanguage, &UGC::SetAllowCachedResponse, &UGC::SetCloudFileNameFilter,
+                               &UGC::SetMatchAnyTag, &UGC::SetSearchText, &UGC::SetRankedByTrendDays,
+                               &UGC::AddRequiredKeyValueTag, &UGC::RequestUGCDetails));
+        QVERIFY(stand_in_order(31, &UGC::CreateItem, &UGC::StartItemUpdate, &UGC::SetItemTitle,
+                               &UGC::SetItemDescription, &UGC::SetItemUpdateLanguage, &UGC::SetItemMetadata,
+                               &UGC::SetItemVisibility, &UGC::SetItemTags, &UGC::SetItemContent, &UGC::SetItemPreview,
+                               &UGC::RemoveItemKeyValueTags, &UGC::AddItemKeyValueTag, &UGC::AddItemPreviewFile,
+                               &UGC::AddItemPreviewVideo, &UGC::UpdateItemPreviewFile, &UGC::UpdateItemPreviewVideo,
+                               &UGC::RemoveItemPreview, &UGC::SubmitItemUpdate, &UGC::GetItemUpdateProgress));
     }
 
     void results_are_read_at_their_offsets()
@@ -137,50 +115,13 @@ private slots:
         QVERIFY(submitted.m_bUserNeedsToAcceptWorkshopLegalAgreement);
         QCOMPARE(sizeof(SubmitItemUpdateResult_t), std::size_t{8});
 
-        const auto query =
-            from_bytes<SteamUGCQueryCompleted_t>({{0, id}, {8, 7}, {12, 5}, {16, 6}, {20, 1}});
+        const auto query = from_bytes<SteamUGCQueryCompleted_t>({{0, id}, {8, 7}, {12, 5}, {16, 6}, {20, 1}});
         QCOMPARE(std::uint64_t{query.m_handle}, id);
         QCOMPARE(int{query.m_eResult}, 7);
         QCOMPARE(std::uint32_t{query.m_unNumResultsReturned}, 5u);
         QCOMPARE(std::uint32_t{query.m_unTotalMatchingResults}, 6u);
         QVERIFY(query.m_bCachedData);
         QCOMPARE(sizeof(SteamUGCQueryCompleted_t), std::size_t{24});
-    }
-
-    void library_calls_the_holder_by_slot()
-    {
-        Receiver receiver;
-        CCallResult<Receiver, CreateItemResult_t> holder;
-        holder.Set(7, &receiver, &Receiver::on_created); // no library is loaded here
-
-        // What the library does with nothing but the address of the object.
-        void* const object = &holder;
-        std::int32_t callback_id = 0;
-        std::memcpy(&callback_id, static_cast<char*>(object) + sizeof(void*) + 4,
-                    sizeof callback_id);
-        QCOMPARE(callback_id, 3403);
-        void** table = nullptr;
-        std::memcpy(&table, object, sizeof table);
-#if defined(_MSC_VER)
-        constexpr int run_slot = 0;
-#else
-        constexpr int run_slot = 1;
-#endif
-        const auto run =
-            reinterpret_cast<void (*)(void*, void*, bool, std::uint64_t)>(table[run_slot]);
-        const auto get_size = reinterpret_cast<int (*)(void*)>(table[2]);
-
-        CreateItemResult_t result{};
-        result.m_nPublishedFileId = 99;
-        QCOMPARE(get_size(object), static_cast<int>(sizeof result));
-        run(object, &result, true, 8);
-        QCOMPARE(receiver.calls, 0); // another call's answer
-        run(object, &result, true, 7);
-        QCOMPARE(receiver.calls, 1);
-        QCOMPARE(std::uint64_t{receiver.last.m_nPublishedFileId}, std::uint64_t{99});
-        QVERIFY(receiver.last_io_failure);
-        run(object, &result, false, 7);
-        QCOMPARE(receiver.calls, 1); // a holder fires once
     }
 
     void loads_old_and_new_libraries()

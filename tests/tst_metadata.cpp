@@ -40,8 +40,7 @@ ModDescriptor full_mod(const QString& folder)
 /// The stored fields of a mod, in a form that a failed comparison shows whole.
 QStringList fields(const ModDescriptor& mod)
 {
-    return {mod.name,       mod.directory,       mod.id, mod.description, mod.version,
-            mod.visibility, mod.tags.join(" | ")};
+    return {mod.name, mod.directory, mod.id, mod.description, mod.version, mod.visibility, mod.tags.join(" | ")};
 }
 
 } // namespace
@@ -77,38 +76,33 @@ private slots:
         };
 
         row("nothing but the root", "", with_tags(""));
-        row("empty elements count as missing",
-            "<name/><directory></directory><id/><version/><visibility/>", with_tags(""));
+        row("empty elements count as missing", "<name/><directory></directory><id/><version/><visibility/>",
+            with_tags(""));
         row("blanks stay, except in version", "<name> My Mod </name><version> 2.5b </version>",
             {" My Mod ", "mymod", "0", "", "2.5", "Public", ""});
         row("a version of letters ends up empty", "<version>beta</version>",
             {"MyMod", "mymod", "0", "", "", "Public", ""});
-        row("other digits than ASCII go from a version",
-            "<version>v1.\xd9\xa1 2\xc2\xb2.3</version>",
+        row("other digits than ASCII go from a version", "<version>v1.\xd9\xa1 2\xc2\xb2.3</version>",
             {"MyMod", "mymod", "0", "", "1.2.3", "Public", ""});
         row("directory in lower case, visibility as written",
             "<directory>TOMATO</directory><visibility>pRiVate</visibility>",
             {"MyMod", "tomato", "0", "", "1.0", "pRiVate", ""});
-        row("the first of its name counts", "<id>1</id><id>2</id>",
-            {"MyMod", "mymod", "1", "", "1.0", "Public", ""});
+        row("the first of its name counts", "<id>1</id><id>2</id>", {"MyMod", "mymod", "1", "", "1.0", "Public", ""});
         row("any order, unknown elements left out", "<version>3</version><odd/><name>N</name>",
             {"N", "mymod", "0", "", "3", "Public", ""});
         row("text through markup and CDATA", "<description>a<b>b</b><![CDATA[<c>]]></description>",
             {"MyMod", "mymod", "0", "ab<c>", "1.0", "Public", ""});
         row("blanks between entities", "<description>&lt; &amp; &gt;</description>",
             {"MyMod", "mymod", "0", "< & >", "1.0", "Public", ""});
-        row("in the default namespace", "<name xmlns='urn:x'>N</name>",
-            {"N", "mymod", "0", "", "1.0", "Public", ""});
+        row("in the default namespace", "<name xmlns='urn:x'>N</name>", {"N", "mymod", "0", "", "1.0", "Public", ""});
 
-        row("tags in order, duplicates kept", "<tag id='B'/><tag id='A'/><tag id='B'/>",
-            with_tags("B | A | B"));
-        row("a comment ends the tags", "<tag id='Items'/><!-- x --><tag id='Music'/>",
-            with_tags("Items"));
+        row("tags in order, duplicates kept", "<tag id='B'/><tag id='A'/><tag id='B'/>", with_tags("B | A | B"));
+        row("a comment ends the tags", "<tag id='Items'/><!-- x --><tag id='Music'/>", with_tags("Items"));
         row("text ends the tags", "<tag id='Items'/>x<tag id='Music'/>", with_tags("Items"));
-        row("any element after the first tag counts",
-            "<other id='no'/><tag id='A'/><other id='Lua'/>", with_tags("A | Lua"));
-        row("a tag without id is skipped, an empty id is not",
-            "<tag/><tag>text</tag><tag id=''/><tag id='Z'/>", with_tags(" | Z"));
+        row("any element after the first tag counts", "<other id='no'/><tag id='A'/><other id='Lua'/>",
+            with_tags("A | Lua"));
+        row("a tag without id is skipped, an empty id is not", "<tag/><tag>text</tag><tag id=''/><tag id='Z'/>",
+            with_tags(" | Z"));
     }
 
     void reads_and_fills_in()
@@ -141,16 +135,13 @@ private slots:
         const QString not_named = "Metadata file not named 'metadata.xml'";
         QTest::newRow("upper case") << "Metadata.xml" << full_file << not_named;
         QTest::newRow("longer name") << "oldmetadata.xml" << full_file << not_named;
-        QTest::newRow("no file") << "metadata.xml" << QByteArray()
-                                 << "Failed to open specified metadata file";
-        QTest::newRow("other root")
-            << "metadata.xml" << QByteArray("<mod/>")
-            << QString("No <metadata> tag found in specified metadata file." + QString(87, ' ')
-                       + "Please see the sample metadata.xml file for reference");
-        QTest::newRow("not closed")
-            << "metadata.xml" << QByteArray("<metadata>\n  <name>x</nam>\n</metadata>")
-            << "Failed to parse specified metadata file: error at line 2, column 15:\n"
-               "tag mismatch";
+        QTest::newRow("no file") << "metadata.xml" << QByteArray() << "Failed to open specified metadata file";
+        QTest::newRow("other root") << "metadata.xml" << QByteArray("<mod/>")
+                                    << QString("No <metadata> tag found in specified metadata file." + QString(87, ' ')
+                                               + "Please see the sample metadata.xml file for reference");
+        QTest::newRow("not closed") << "metadata.xml" << QByteArray("<metadata>\n  <name>x</nam>\n</metadata>")
+                                    << "Failed to parse specified metadata file: error at line 2, column 15:\n"
+                                       "tag mismatch";
         QTest::newRow("forbidden file") << "metadata.xml" << full_file
                                         << "Mod folder contains one more more files that are not "
                                            "allowed to be uploaded to Steam "
@@ -163,26 +154,21 @@ private slots:
     {
         QTest::addColumn<QByteArray>("xml");
         QTest::addColumn<QString>("reason");
-        const QByteArray declaration =
-            "<!DOCTYPE m [<!ENTITY a '" + QByteArray(100'000, 'x') + "'>]><metadata>";
-        QTest::newRow("deep nesting")
-            << QByteArray("<a>").repeated(1'000'000) << "nested too deeply";
-        QTest::newRow("large file")
-            << QByteArray("<metadata/>") + QByteArray(17'000'000, ' ') << "too large";
-        QTest::newRow("many elements")
-            << metadata(QByteArray("<tag/>").repeated(1'000'001)) << "too many elements";
-        QTest::newRow("many attributes")
-            << "<metadata " + QByteArray("a = '1' ").repeated(10'001) + "/>"
-            << "too many attributes";
+        const QByteArray declaration = "<!DOCTYPE m [<!ENTITY a '" + QByteArray(100'000, 'x') + "'>]><metadata>";
+        QTest::newRow("deep nesting") << QByteArray("<a>").repeated(1'000'000) << "nested too deeply";
+        QTest::newRow("large file") << QByteArray("<metadata/>") + QByteArray(17'000'000, ' ') << "too large";
+        QTest::newRow("many elements") << metadata(QByteArray("<tag/>").repeated(1'000'001)) << "too many elements";
+        QTest::newRow("many attributes") << "<metadata " + QByteArray("a = '1' ").repeated(10'001) + "/>"
+                                         << "too many attributes";
         QTest::newRow("entities in text")
             << declaration + "<name>" + QByteArray("&a;").repeated(10'000) + "</name></metadata>"
             << "expands to too much";
         QTest::newRow("entities in an attribute")
             << declaration + "<tag id='" + QByteArray("&a;").repeated(10'000) + "'/></metadata>"
             << "expands to too much";
-        QTest::newRow("entities in entities") << QByteArray(
-            "<!DOCTYPE m [<!ENTITY a '&b;'><!ENTITY b '&a;'>]><metadata>&a;</metadata>")
-                                              << "recursive entities";
+        QTest::newRow("entities in entities")
+            << QByteArray("<!DOCTYPE m [<!ENTITY a '&b;'><!ENTITY b '&a;'>]><metadata>&a;</metadata>")
+            << "recursive entities";
     }
 
     void survives_xml_that_is_made_to_hurt()
@@ -259,8 +245,7 @@ private slots:
         mod.SaveMetadata();
 
         ModDescriptor again;
-        QVERIFY2(ModParser::ParseMetadata(file(), again),
-                 qPrintable(ModParser::s_ParseMetadataResult));
+        QVERIFY2(ModParser::ParseMetadata(file(), again), qPrintable(ModParser::s_ParseMetadataResult));
         QCOMPARE(again.name, QString("abcd"));
         QCOMPARE(again.version, QString("1.0"));
         QCOMPARE(again.tags, QStringList{"t"});
@@ -296,9 +281,10 @@ private slots:
         full_mod(missing).SaveMetadata();
         QVERIFY(!QFile::exists(missing));
 
-        QVERIFY(!QFile::exists("/metadata.xml"));
+        if (QFile::exists("/metadata.xml"))
+            QSKIP("there is a metadata file in the root of the disk");
         full_mod(QString()).SaveMetadata();
-        QVERIFY(!QFile::exists("/metadata.xml"));
+        QVERIFY(!QFile::remove("/metadata.xml"));
     }
 
     void changes_the_last_number_of_a_version_data()
@@ -334,13 +320,10 @@ private slots:
         QTest::newRow("the largest does not wrap") << "1.2147483647"
                                                    << "1.2147483648"
                                                    << "1.2147483646";
-        QTest::newRow("no dot becomes a character")
-            << "7" << QString(QChar(8)) << QString(QChar(6));
-        QTest::newRow("its low byte as Latin-1")
-            << "488" << QString(QChar(0xE9)) << QString(QChar(0xE7));
+        QTest::newRow("no dot becomes a character") << "7" << QString(QChar(8)) << QString(QChar(6));
+        QTest::newRow("its low byte as Latin-1") << "488" << QString(QChar(0xE9)) << QString(QChar(0xE7));
         QTest::newRow("empty") << "" << QString(QChar(1)) << QString(QChar(0));
-        QTest::newRow("a control character")
-            << QString(QChar(4)) << QString(QChar(1)) << QString(QChar(0));
+        QTest::newRow("a control character") << QString(QChar(4)) << QString(QChar(1)) << QString(QChar(0));
     }
 
     void changes_the_last_number_of_a_version()
@@ -365,13 +348,11 @@ private slots:
         QTest::newRow("each suffix, at any depth")
             << QStringList{"plugin.dll", "sub/tool.exe", "sub/deep/er/lib.so"}
             << QStringList{"MyMod/plugin.dll", "MyMod/sub/deep/er/lib.so", "MyMod/sub/tool.exe"};
-        QTest::newRow("only the last suffix")
-            << QStringList{"a.tar.dll"} << QStringList{"MyMod/a.tar.dll"};
+        QTest::newRow("only the last suffix") << QStringList{"a.tar.dll"} << QStringList{"MyMod/a.tar.dll"};
         QTest::newRow("a bundle and what is in it")
             << QStringList{"Foo.app/Contents/MacOS/foo.so"}
             << QStringList{"MyMod/Foo.app", "MyMod/Foo.app/Contents/MacOS/foo.so"};
-        QTest::newRow("nothing but a suffix")
-            << QStringList{"sub/x..exe"} << QStringList{"MyMod/sub/x..exe"};
+        QTest::newRow("nothing but a suffix") << QStringList{"sub/x..exe"} << QStringList{"MyMod/sub/x..exe"};
         QTest::newRow("placeholders and markup as they are")
             << QStringList{"%1 <b>'&.exe"} << QStringList{"MyMod/%1 <b>'&.exe"};
     }
@@ -402,9 +383,8 @@ private slots:
     void passes_folders_without_forbidden_files()
     {
         ModParser::s_ParseMetadataResult = "as before";
-        for (const char* name :
-             {"TOOL.EXE", "libx.so.1", "libx.dylib", "readme.app", ".x.dll", "exe",
-              "data.exe/inside.txt", ".hidden/inside.exe", "x.dll2", "x.dll "})
+        for (const char* name : {"TOOL.EXE", "libx.so.1", "libx.dylib", "readme.app", ".x.dll", "exe",
+                                 "data.exe/inside.txt", ".hidden/inside.exe", "x.dll2", "x.dll "})
             write_file(folder() + "/" + name, "x");
         QVERIFY(ModParser::validate_mod_directory(folder()));
         QVERIFY(ModParser::validate_mod_directory(folder() + "/not there"));

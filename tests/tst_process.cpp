@@ -59,22 +59,18 @@ private slots:
         file("cut short", good.left(5000), {"its end is missing"});
         file("another processor", foreign, {"cannot be loaded"});
 #endif
-        file("unresolved dependency", read_file(UNRESOLVED_LIBRARY),
-             {"cannot be loaded", "nobody_has_this"});
+        file("unresolved dependency", read_file(UNRESOLVED_LIBRARY), {"cannot be loaded", "nobody_has_this"});
         file("most functions missing", read_file(INCOMPLETE_LIBRARY),
-             {"SteamAPI_Init (or", "SteamAPI_Shutdown", "SteamAPI_RegisterCallResult",
-              "SteamAPI_UnregisterCallResult", "SteamAPI_GetHSteamUser", "SteamAPI_GetHSteamPipe",
-              "SteamInternal_CreateInterface"});
+             {"SteamAPI_Init (or", "SteamAPI_Shutdown", "SteamAPI_RegisterCallResult", "SteamAPI_UnregisterCallResult",
+              "SteamAPI_GetHSteamUser", "SteamAPI_GetHSteamPipe", "SteamInternal_CreateInterface"});
 
-        const auto start = [&good](const char* name, const QByteArray& script,
-                                   const QString& word) {
+        const auto start = [&good](const char* name, const QByteArray& script, const QString& word) {
             QTest::newRow(name) << good << script << QStringList{word};
         };
         start("start refused", R"({"start": "fails"})", "the Steam API did not start");
         start("no client", R"({"missing_interfaces": ["SteamClient017"]})", "no ISteamClient");
         start("no user", R"({"missing_interfaces": ["SteamUser019"]})", "no ISteamUser");
-        start("no workshop", R"({"missing_interfaces": ["STEAMUGC_INTERFACE_VERSION009"]})",
-              "no ISteamUGC");
+        start("no workshop", R"({"missing_interfaces": ["STEAMUGC_INTERFACE_VERSION009"]})", "no ISteamUGC");
     }
 
     void survives_a_broken_library()
@@ -137,8 +133,7 @@ private slots:
         QCOMPARE(in_journal("deliver 3404"), 1);
         QCOMPARE(read_file(item + "/content/data.bin"), before);
         QCOMPARE(read_file(item + "/history.json").count("\"version\""), 1);
-        QVERIFY(read_file(mod + "/metadata.xml")
-                    .contains("<id>" + items.entryList({"3*"}).value(0).toUtf8()));
+        QVERIFY(read_file(mod + "/metadata.xml").contains("<id>" + items.entryList({"3*"}).value(0).toUtf8()));
 
         // The next run takes the remains away.
         write_file(folder->path() + "/store/practice.json", "{}");

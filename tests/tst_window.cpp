@@ -82,6 +82,30 @@ QByteArray picture(const QSize& size, QRgb colour)
     return bytes;
 }
 
+/// The widget and all that stands in it, from the back to the front, a line each.
+QStringList describe(const QWidget& widget, const QString& indent = QString())
+{
+    const QRect place = widget.geometry();
+    QString line = indent + widget.metaObject()->className() + ' ' + widget.objectName();
+    if (widget.isWindow())
+        line += QString(" flags 0x%1").arg(int(widget.windowFlags() & 0xFFF), 0, 16);
+    else
+        line += QString(" %1,%2").arg(place.x()).arg(place.y());
+    line += QString(" %1x%2").arg(place.width()).arg(place.height());
+    for (const char* name : {"windowTitle", "text", "title", "readOnly", "acceptDrops", "autoFillBackground",
+                             "scaledContents", "flat", "default", "alignment", "frameShadow", "styleSheet"}) {
+        const QString value = widget.property(name).toString();
+        if (!value.isEmpty() && value != "false" && value != "0")
+            line += QString(", %1: %2").arg(name, value);
+    }
+    QStringList lines{line + '\n'};
+    for (const QObject* child : widget.children()) {
+        if (child->isWidgetType() && !child->objectName().startsWith("qt_") && !child->objectName().isEmpty())
+            lines << describe(static_cast<const QWidget&>(*child), indent + "  ");
+    }
+    return lines;
+}
+
 /// The number of pixels that the text of a label has changed.
 int count_ink(QLabel& label)
 {
@@ -131,14 +155,8 @@ private:
     QLabel& label(const char* name) const { return control<QLabel>(name); }
     QPlainTextEdit& editor(const char* name) const { return control<QPlainTextEdit>(name); }
 
-    QString mod_file(const QString& mod = "MyMod") const
-    {
-        return folder->path() + "/" + mod + "/metadata.xml";
-    }
-    QString saved(const QString& mod = "MyMod") const
-    {
-        return QString::fromUtf8(read_file(mod_file(mod)));
-    }
+    QString mod_file(const QString& mod = "MyMod") const { return folder->path() + "/" + mod + "/metadata.xml"; }
+    QString saved(const QString& mod = "MyMod") const { return QString::fromUtf8(read_file(mod_file(mod))); }
     QStringList log() const { return log_of(*window).mid(2); }
     void click(const char* name) const { QTest::mouseClick(&button(name), Qt::LeftButton); }
     QWidget* upload_dialog() const { return window->findChild<QDialog*>("UploadDialog"); }
@@ -175,8 +193,7 @@ private:
         QListWidgetItem* const item = list.findItems(tag, Qt::MatchExactly).value(0);
         list.scrollToItem(item);
         const QRect row = list.visualItemRect(item);
-        QTest::mouseClick(list.viewport(), Qt::LeftButton, {},
-                          QPoint(row.left() + 10, row.center().y()));
+        QTest::mouseClick(list.viewport(), Qt::LeftButton, {}, QPoint(row.left() + 10, row.center().y()));
     }
 
     /// Drags the files at `urls` onto the window and drops them if it takes them; the action it
@@ -229,78 +246,14 @@ private slots:
 
     void has_the_form_it_is_known_by()
     {
-        struct Row
-        {
-            const char* name;
-            const char* class_name;
-            const char* parent;
-            QRect geometry;
-            const char* text;
-        };
-        const Row rows[] = {
-            {"ChooseMetadata", "QPushButton", "centralWidget", {10, 20, 111, 61}, "Choose Mod..."},
-            {"OutputLog", "LoggerTextEdit", "centralWidget", {0, 320, 731, 151}, nullptr},
-            {"groupBox", "QGroupBox", "centralWidget", {10, 100, 711, 211}, nullptr},
-            {"ModPreview", "QLabel", "groupBox", {210, 20, 141, 141}, ""},
-            {"ChangePreview", "QPushButton", "groupBox", {210, 140, 141, 21}, "Change"},
-            {"ModName", "QLabel", "groupBox", {10, 30, 191, 16}, "Name:"},
-            {"ModVersion", "QLabel", "groupBox", {10, 50, 191, 16}, "Version:"},
-            {"ModVisibility", "QComboBox", "groupBox", {260, 177, 91, 21}, nullptr},
-            {"label", "QLabel", "groupBox", {210, 180, 47, 13}, "Visibility:"},
-            {"ModTags", "QListWidget", "groupBox", {10, 90, 181, 111}, nullptr},
-            {"TagsLabel", "QLabel", "groupBox", {10, 70, 191, 16}, "Tags:"},
-            {"ModDescription",
-             "ModDescriptionTextEdit",
-             "centralWidget",
-             {380, 120, 331, 181},
-             nullptr},
-            {"ChangeNotes", "ReleaseNotesTextEdit", "centralWidget", {380, 10, 341, 81}, nullptr},
-            {"SubmitButton", "QPushButton", "centralWidget", {130, 20, 121, 61}, "Upload Mod"},
-            {"ViewButton", "QPushButton", "centralWidget", {260, 20, 111, 61}, "View Mod"},
-        };
-        for (const Row& row : rows) {
-            const auto& widget = control<QWidget>(row.name);
-            QCOMPARE(widget.metaObject()->className(), row.class_name);
-            QCOMPARE(widget.parentWidget()->objectName(), QString(row.parent));
-            QCOMPARE(widget.geometry(), row.geometry);
-            if (row.text)
-                QCOMPARE(widget.property("text").toString(), QString(row.text));
-        }
-        QCOMPARE(control<QGroupBox>("groupBox").title(), QString("Mod Information"));
-        QCOMPARE(window->windowTitle(), QString("Tarnwick Mod Uploader"));
-        QCOMPARE(window->objectName(), QString("MainWindow"));
-    }
-
-    void keeps_its_stacking_and_settings()
-    {
-        QStringList stacked;
-        for (QObject* child : window->centralWidget()->children())
-            stacked << child->objectName();
-        QCOMPARE(stacked.join(' '), QString("groupBox ChooseMetadata OutputLog ModDescription "
-                                            "ChangeNotes SubmitButton ViewButton"));
-
-        QCOMPARE(window->size(), QSize(730, 470));
+        QCOMPARE(describe(*window).join(QString()), QString::fromUtf8(read_file(FORM)));
         window->resize(900, 900);
         QCOMPARE(window->size(), QSize(730, 470));
-        QCOMPARE(int(window->windowFlags() & 0xFFF), 0x103);
-        QVERIFY(window->acceptDrops());
-        QVERIFY(!editor("ModDescription").acceptDrops());
-        QVERIFY(!editor("ChangeNotes").acceptDrops());
-
-        const QPlainTextEdit& log_pane = editor("OutputLog");
-        QVERIFY(log_pane.isReadOnly() && !log_pane.autoFillBackground());
-        QCOMPARE(log_pane.palette().color(QPalette::Active, QPalette::Base), QColor(Qt::lightGray));
-        QCOMPARE(log_pane.palette().color(QPalette::Inactive, QPalette::Base),
-                 QColor(Qt::lightGray));
-
-        const QLabel& preview = label("ModPreview");
-        QVERIFY(preview.autoFillBackground() && preview.hasScaledContents());
-        QCOMPARE(preview.alignment(), Qt::AlignCenter);
-        QCOMPARE(preview.palette().color(QPalette::Window), QColor(Qt::white));
-        QCOMPARE(button("ChangePreview").styleSheet(),
-                 QString("#ChangePreview\n{\nbackground: rgba(200, 200, 200, 225);\nborder: none;\n"
-                         "font-weight: bold;\n}\n\n#ChangePreview:hover\n{\n"
-                         "background: rgb(150, 150, 150);\nborder: none;\nfont-weight: bold;\n}"));
+        QVERIFY(editor("OutputLog").isReadOnly());
+        for (const auto group : {QPalette::Active, QPalette::Inactive}) {
+            QCOMPARE(editor("OutputLog").palette().color(group, QPalette::Base), QColor(Qt::lightGray));
+            QCOMPARE(label("ModPreview").palette().color(group, QPalette::Window), QColor(Qt::white));
+        }
     }
 
     void starts_with_nothing_but_choosing()
@@ -315,11 +268,10 @@ private slots:
             names << tags.item(row)->text();
             QVERIFY(tags.item(row)->flags() & Qt::ItemIsUserCheckable);
         }
-        QCOMPARE(
-            names.join(", "),
-            QString("Lua, Items, Active Items, Trinkets, Pills, Cards, Pickups, Player Characters, "
-                    "Familiars, Babies, Rooms, Floors, Enemies, Bosses, Hazards, Challenges, "
-                    "Tweaks, Removals, Graphics, Shaders, Sound Effects, Music"));
+        QCOMPARE(names.join(", "),
+                 QString("Lua, Items, Active Items, Trinkets, Pills, Cards, Pickups, Player Characters, "
+                         "Familiars, Babies, Rooms, Floors, Enemies, Bosses, Hazards, Challenges, "
+                         "Tweaks, Removals, Graphics, Shaders, Sound Effects, Music"));
         QCOMPARE(checked_tags(), QStringList());
 
         const auto& box = control<QComboBox>("ModVisibility");
@@ -327,7 +279,6 @@ private slots:
                  (QStringList{"Public", "Friends Only", "Private"}));
         QCOMPARE(box.count(), 3);
         QCOMPARE(box.currentIndex(), 0);
-        QVERIFY(!QFile::exists("metadata.xml") && !QFile::exists("/metadata.xml"));
     }
 
     void shows_every_fixed_text_whole_data()
@@ -373,13 +324,12 @@ private slots:
         window.reset();
         practice->tell(R"({"start": "fails"})");
         open_window();
-        QCOMPARE(
-            log_of(*window),
-            QStringList{red
-                        + "Initializing Steam API... Failed. Please make sure Steam is running "
-                          "and then relaunch this app"});
+        QCOMPARE(log_of(*window), QStringList{red
+                                              + "Initializing Steam API... Failed. Please make sure Steam is running "
+                                                "and then relaunch this app"});
         QCOMPARE(enabled_controls(*window), QStringList());
         QVERIFY(editor("OutputLog").isEnabled());
+        QVERIFY(!window->acceptDrops());
     }
 
     void logs_in_colours_and_takes_markup()
@@ -428,8 +378,7 @@ private slots:
         const QString success = green + "Processing 'MyMod/metadata.xml'... Success";
         QTest::newRow("one file") << QStringList{"file://%1/MyMod/metadata.xml"} << true << success;
         QTest::newRow("among others, the first one counts")
-            << QStringList{"file://%1/readme.txt", "file://%1/MyMod/metadata.xml",
-                           "file://%1/Other/metadata.xml"}
+            << QStringList{"file://%1/readme.txt", "file://%1/MyMod/metadata.xml", "file://%1/Other/metadata.xml"}
             << true << success;
         QTest::newRow("another file") << QStringList{"file://%1/metadata.xml.bak"} << false << "";
         QTest::newRow("a folder") << QStringList{"file://%1/MyMod"} << false << "";
@@ -438,8 +387,8 @@ private slots:
         QTest::newRow("only the end of the name is looked at here")
             << QStringList{"file://%1/MyMod/oldmetadata.xml"} << true
             << red + "Processing 'MyMod/oldmetadata.xml'... Failed";
-        QTest::newRow("not a local file") << QStringList{"https://example.org/metadata.xml"} << true
-                                          << red + "Processing ''... Failed";
+        QTest::newRow("not a local file")
+            << QStringList{"https://example.org/metadata.xml"} << true << red + "Processing ''... Failed";
     }
 
     void takes_drops_of_metadata_files()
@@ -451,6 +400,14 @@ private slots:
         urls.replaceInStrings("%1", folder->path());
         QCOMPARE(drop(urls), taken ? Qt::CopyAction : Qt::IgnoreAction);
         QCOMPARE(log().value(0), first_line);
+
+        // What was refused at the drag does nothing if it is dropped all the same.
+        QMimeData other;
+        other.setUrls({QUrl("file:///readme.txt")});
+        QDropEvent event(QPoint(5, 5), Qt::CopyAction, &other, Qt::LeftButton, Qt::NoModifier);
+        const int lines = log().size();
+        QApplication::sendEvent(window.get(), &event);
+        QCOMPARE(log().size(), lines);
     }
 
     void enables_what_a_mod_allows_data()
@@ -485,10 +442,9 @@ private slots:
         QCOMPARE(label("ModName").text(), QString("Name: Good"));
         QCOMPARE(log().mid(2).value(0), red + "Processing 'Bad/metadata.xml'... Failed");
         // The reason is markup to the log: the tag in it does not show and the wide gap closes.
-        QCOMPARE(log().mid(2).value(1),
-                 red
-                     + "No tag found in specified metadata file. Please see the "
-                       "sample metadata.xml file for reference");
+        QCOMPARE(log().mid(2).value(1), red
+                                            + "No tag found in specified metadata file. Please see the "
+                                              "sample metadata.xml file for reference");
 
         // The watch stays on the mod that is still loaded.
         edit_outside(metadata("<name>Better</name>"));
@@ -496,6 +452,8 @@ private slots:
 
         window->process_metadata_file("metadata.xml", "Processing");
         QCOMPARE(log().mid(6).value(0), red + "Processing 'metadata.xml'... Failed");
+        window->process_metadata_file("Bad/metadata.xml", "Processing");
+        QCOMPARE(log().mid(8).value(0), red + "Processing 'Bad/metadata.xml'... Failed");
     }
 
     void shows_the_mod()
@@ -512,6 +470,7 @@ private slots:
         QCOMPARE(checked_tags(), (QStringList{"Pills", "Music"}));
         load("<tag id='Lua'/>", "Other");
         QCOMPARE(checked_tags(), QStringList{"Lua"});
+        QCOMPARE(editor("ModDescription").toolTip(), QString());
     }
 
     void keeps_the_description_in_view_when_a_mod_has_none()
@@ -533,6 +492,7 @@ private slots:
         QTest::newRow("public stays as written") << "PUBLIC" << 0 << "PUBLIC";
         QTest::newRow("friends only") << "FRIENDS ONLY" << 1 << "Friends Only";
         QTest::newRow("private") << "private" << 2 << "Private";
+        QTest::newRow("more than a name") << "private stuff" << 0 << "private stuff";
         QTest::newRow("hyphenated") << "friends-only" << 0 << "friends-only";
     }
 
@@ -555,24 +515,33 @@ private slots:
 
         edit_outside(metadata("<name>Two</name>"));
         QTRY_COMPARE(log().size(), 4);
-        QCOMPARE(log().at(2),
-                 green
-                     + "Detected metadata change, reprocessing 'MyMod/metadata.xml'... "
-                       "Success");
+        QCOMPARE(log().at(2), green
+                                  + "Detected metadata change, reprocessing 'MyMod/metadata.xml'... "
+                                    "Success");
         QCOMPARE(label("ModName").text(), QString("Name: Two"));
         QCOMPARE(window->GetModDescriptor().preview_path, QString());
 
         edit_outside("<broken");
         QTRY_COMPARE(log().size(), 6);
-        QCOMPARE(log().at(4),
-                 red
-                     + "Detected metadata change, reprocessing 'MyMod/metadata.xml'... "
-                       "Failed");
+        QCOMPARE(log().at(4), red
+                                  + "Detected metadata change, reprocessing 'MyMod/metadata.xml'... "
+                                    "Failed");
         QCOMPARE(enabled_controls(*window), QStringList{"ChooseMetadata"});
+        QTest::qWait(150);
+        QCOMPARE(log().size(), 6); // once for each change
+
+        // A clock ahead of ours: the time stays later than anything the program notes.
+        QFile file(mod_file());
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        QVERIFY(file.setFileTime(QDateTime::currentDateTime().addSecs(3600), QFileDevice::FileModificationTime));
+        file.close();
+        QTRY_COMPARE(log().size(), 8);
+        QTest::qWait(150);
+        QCOMPARE(log().size(), 8);
 
         QFile::remove(mod_file());
         QTest::qWait(100);
-        QCOMPARE(log().size(), 6);
+        QCOMPARE(log().size(), 8);
     }
 
     void saves_a_changed_visibility_at_once()
@@ -619,12 +588,14 @@ private slots:
         load("<tag id='Custom'/><tag id='Lua'/>", "Other");
         QTest::mouseClick(list.viewport(), Qt::LeftButton, {},
                           list.visualItemRect(list.item(3)).center() + QPoint(60, 0));
-        QCOMPARE(window->GetModDescriptor().tags,
-                 QStringList{"Lua"}); // what is not offered is dropped
+        QCOMPARE(window->GetModDescriptor().tags, QStringList{"Lua"}); // what is not offered is dropped
 
-        load("<tag id='Custom'/>", "Third"); // as many, but others
+        load("<tag id='Custom'/><tag id='Music'/>", "Third"); // as many, but others
         toggle_tag("Pills");
-        QCOMPARE(window->GetModDescriptor().tags, QStringList{"Pills"});
+        QCOMPARE(window->GetModDescriptor().tags, (QStringList{"Pills", "Music"}));
+        load("<tag id='lua'/>", "Fourth");
+        toggle_tag("Lua");
+        QCOMPARE(window->GetModDescriptor().tags, QStringList{"Lua"});
     }
 
     void saves_the_description_when_the_focus_leaves()
@@ -636,6 +607,10 @@ private slots:
         QVERIFY(saved().contains("<description>Old"));
         editor("ChangeNotes").setFocus();
         QVERIFY(saved().contains("<description>New\ntext</description>"));
+        description.setFocus();
+        description.setPlainText("new\ntext ");
+        editor("ChangeNotes").setFocus();
+        QVERIFY(saved().contains("<description>new\ntext </description>"));
 
         QVERIFY(QFile::remove(mod_file()));
         description.setFocus();
@@ -663,6 +638,11 @@ private slots:
         QTest::keyClicks(&editor("ChangeNotes"), " ");
         editor("ModDescription").setFocus();
         QCOMPARE(editor("ChangeNotes").toPlainText(), QString(" "));
+        editor("ChangeNotes").setFocus();
+        editor("ChangeNotes").setPlainText("enter change notes"); // not the prompt
+        editor("ModDescription").setFocus();
+        editor("ChangeNotes").setFocus();
+        QCOMPARE(editor("ChangeNotes").toPlainText(), QString("enter change notes"));
     }
 
     void clears_panes_from_their_menu_data()
@@ -703,8 +683,7 @@ private slots:
         QCOMPARE(shown_at, pane.mapToGlobal(place));
         QCOMPARE(pane.toPlainText(), QString("text"));
 
-        ModalDriver choosing(
-            [](QWidget& menu) { static_cast<QMenu&>(menu).actions().first()->trigger(); });
+        ModalDriver choosing([](QWidget& menu) { static_cast<QMenu&>(menu).actions().first()->trigger(); });
         QTest::mouseClick(pane.viewport(), Qt::RightButton, {}, place);
         QCOMPARE(choosing.count, 1);
         QCOMPARE(pane.toPlainText(), QString()); // the prompt only returns when the focus leaves
@@ -733,10 +712,15 @@ private slots:
         QVERIFY(!saved().contains("preview"));
         QCOMPARE(log().size(), 2);
 
+        {
+            ModalDriver cancelling([](QWidget&) {});
+            click("ChangePreview");
+        }
+        QCOMPARE(window->GetModDescriptor().preview_path, path);
+
         // Not a picture: nothing to show, but it is what will be sent.
         write_file(folder->path() + "/bad.png", "not a picture");
-        ModalDriver choosing(
-            [&](QWidget& dialog) { choose_file(dialog, folder->path() + "/bad.png"); });
+        ModalDriver choosing([&](QWidget& dialog) { choose_file(dialog, folder->path() + "/bad.png"); });
         click("ChangePreview");
         QVERIFY(label("ModPreview").pixmap(Qt::ReturnByValue).isNull());
         QCOMPARE(window->GetModDescriptor().preview_path, folder->path() + "/bad.png");
@@ -770,6 +754,11 @@ private slots:
         load("<id>0</id>", "Other");
         QVERIFY(label("ModPreview").pixmap(Qt::ReturnByValue).isNull());
         QVERIFY(!label("ModPreview").movie());
+
+        practice->tell(R"({"preview": "404"})");
+        load(body);
+        QTRY_VERIFY(!label("ModPreview").movie());
+        QVERIFY(label("ModPreview").pixmap(Qt::ReturnByValue).isNull());
     }
 
     void uploads_and_shows_the_new_version()
@@ -805,14 +794,35 @@ private slots:
                                              "(may take a short time to appear publically)"});
     }
 
+    void updates_an_item_and_keeps_its_page_after_a_failure()
+    {
+        load("<name>Lamp</name>");
+        click("SubmitButton");
+        QTRY_VERIFY(!upload_dialog());
+        QApplication::setActiveWindow(window.get());
+        editor("ModDescription").setFocus();
+        editor("ModDescription").setPlainText("Not yet stored");
+        button("SubmitButton").setFocusPolicy(Qt::NoFocus); // as on desktops where a click takes none
+        click("SubmitButton");
+        QTRY_VERIFY(!upload_dialog());
+        QVERIFY(saved().contains("<version>1.2</version>"));
+        const QString item = practice->item(window->GetModDescriptor().id, "item.json");
+        QVERIFY(read_file(item).contains("\"description\": \"Not yet stored\""));
+
+        practice->tell(R"({"submit_results": [2]})");
+        click("SubmitButton");
+        QTRY_VERIFY(!upload_dialog());
+        QCOMPARE(label("ModVersion").text(), QString("Version: 1.2"));
+        QVERIFY(enabled_controls(*window).contains("ViewButton"));
+    }
+
     void lowers_the_version_after_a_failed_upload()
     {
         load("<name>Lamp</name>");
         practice->tell(R"({"submit_results": [16]})");
         click("SubmitButton");
         QTRY_VERIFY(!upload_dialog());
-        QCOMPARE(log().last(),
-                 red + "Failed to upload mod 'Lamp': Error (16) - Operation timed out");
+        QCOMPARE(log().last(), red + "Failed to upload mod 'Lamp': Error (16) - Operation timed out");
         QCOMPARE(label("ModVersion").text(), QString("Version: 1.0"));
         QVERIFY(!enabled_controls(*window).contains("ViewButton"));
         // The new item's id was saved, and the raised version with it, until the next save.
@@ -820,8 +830,7 @@ private slots:
         QVERIFY(saved().contains("<version>1.1</version>"));
         toggle_tag("Lua");
         QVERIFY(saved().contains("<version>1.0</version>"));
-        QVERIFY(practice->conversation().contains(
-            "SubmitItemUpdate(1001, \"\")")); // the prompt is none
+        QVERIFY(practice->conversation().contains("SubmitItemUpdate(1001, \"\")")); // the prompt is none
     }
 
     void goes_on_uploading_behind_a_hidden_dialog()
@@ -839,18 +848,32 @@ private slots:
         QVERIFY(log().last().startsWith(green + "Successfully uploaded"));
     }
 
+    void uploads_again_behind_a_hidden_dialog()
+    {
+        load("<id>5</id>");
+        practice->tell(R"({"silent_calls": ["submit"]})");
+        click("SubmitButton");
+        QPointer<QWidget> first = upload_dialog();
+        QTest::keyClick(first, Qt::Key_Escape);
+        QTest::qWait(100);
+        QCOMPARE(first->findChild<QProgressBar*>("UploadProgress")->value(), 24); // no report yet
+        click("SubmitButton");
+        QTRY_COMPARE(log().size(), 3); // only the newer one is answered: there is no such item
+        QTest::qWait(100);
+        QVERIFY(first);
+        QCOMPARE(window->findChildren<QDialog*>("UploadDialog").size(), 1);
+    }
+
     void refuses_to_upload_forbidden_files()
     {
         load("<name>Lamp</name>");
         practice->forget();
         write_file(folder->path() + "/MyMod/bin/tool.exe", "x");
         click("SubmitButton");
-        QCOMPARE(
-            log().last(),
-            red
-                + "Failed to upload mod 'Lamp' to Steam Workshop | Mod folder contains one more "
-                  "more files that are not allowed to be uploaded to Steam Workshop | "
-                  "____'.../MyMod/bin/tool.exe' | Please remove the offending files and try again");
+        QCOMPARE(log().last(), red
+                                   + "Failed to upload mod 'Lamp' to Steam Workshop | Mod folder contains one more "
+                                     "more files that are not allowed to be uploaded to Steam Workshop | "
+                                     "____'.../MyMod/bin/tool.exe' | Please remove the offending files and try again");
         QVERIFY(!upload_dialog());
         QCOMPARE(window->GetModDescriptor().version, QString("1.0"));
         QVERIFY(!practice->journal().join('\n').contains("UGC::"));
@@ -864,8 +887,7 @@ private slots:
         click("ViewButton");
         QDesktopServices::unsetUrlHandler("https");
         QCOMPARE(browser.opened,
-                 QList<QUrl>{
-                     QUrl("https://steamcommunity.com/sharedfiles/filedetails/?id=123456789012")});
+                 QList<QUrl>{QUrl("https://steamcommunity.com/sharedfiles/filedetails/?id=123456789012")});
     }
 
     void closes_in_the_middle_of_everything()

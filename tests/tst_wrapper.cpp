@@ -85,17 +85,13 @@ private:
     void load_mod(const QString& id)
     {
         write_file(mod_folder() + "/main.lua", QByteArray(1000, 'x'));
-        write_file(mod_folder() + "/metadata.xml",
-                   metadata("<name>My \"Mod\"</name><id>" + id.toUtf8()
-                            + "</id><description>Two\nlines \xC3\xA9</description>"
-                              "<tag id='Lua'/><tag id='Sound Effects'/>"));
+        write_file(mod_folder() + "/metadata.xml", metadata("<name>My \"Mod\"</name><id>" + id.toUtf8()
+                                                            + "</id><description>Two\nlines \xC3\xA9</description>"
+                                                              "<tag id='Lua'/><tag id='Sound Effects'/>"));
         QVERIFY(ModParser::ParseMetadata(mod_folder() + "/metadata.xml", mod()));
     }
 
-    void upload(const QString& notes = QString())
-    {
-        steam().UploadMod(mod(), notes, Caller::uploaded, &caller);
-    }
+    void upload(const QString& notes = QString()) { steam().UploadMod(mod(), notes, Caller::uploaded, &caller); }
     void fetch_preview() { steam().RetrieveModPreview(mod(), Caller::received, &caller); }
     bool pump_until_uploaded(int uploads = 1)
     {
@@ -171,8 +167,7 @@ private slots:
     {
         QTest::addColumn<QByteArray>("script");
         QTest::newRow("refused") << QByteArray(R"({"start": "fails"})");
-        for (const char* version :
-             {"SteamClient017", "SteamUser019", "STEAMUGC_INTERFACE_VERSION009"})
+        for (const char* version : {"SteamClient017", "SteamUser019", "STEAMUGC_INTERFACE_VERSION009"})
             QTest::newRow(version) << QByteArray("{\"missing_interfaces\": [\"") + version + "\"]}";
     }
 
@@ -182,10 +177,9 @@ private slots:
         window.reset();
         QVERIFY(practice->tell(script));
         window.reset(new MainWindow);
-        QCOMPARE(log_of(*window),
-                 QStringList{red
-                             + "Initializing Steam API... Failed. Please make sure Steam is "
-                               "running and then relaunch this app"});
+        QCOMPARE(log_of(*window), QStringList{red
+                                              + "Initializing Steam API... Failed. Please make sure Steam is "
+                                                "running and then relaunch this app"});
         practice->forget();
         steam().Update();
         load_mod("5");
@@ -198,8 +192,7 @@ private slots:
     void does_without_interfaces_that_it_never_uses()
     {
         window.reset();
-        QVERIFY(
-            practice->tell(R"({"missing_interfaces": ["STEAMUNIFIEDMESSAGES_INTERFACE_VERSION001",
+        QVERIFY(practice->tell(R"({"missing_interfaces": ["STEAMUNIFIEDMESSAGES_INTERFACE_VERSION001",
                                                           "SteamFriends015"]})"));
         window.reset(new MainWindow);
         publish();
@@ -220,10 +213,8 @@ private slots:
         const QString saved = QString::fromUtf8(read_file(mod_folder() + "/metadata.xml"));
         QVERIFY(saved.contains("<id>" + id + "</id>"));
 
-        const QString quoted_file =
-            QString(saved).replace('\\', "\\\\").replace('"', "\\\"").replace('\n', "\\n");
-        QCOMPARE(practice->conversation(),
-                 conversation_file("first-upload").arg(id, mod_folder(), quoted_file));
+        const QString quoted_file = QString(saved).replace('\\', "\\\\").replace('"', "\\\"").replace('\n', "\\n");
+        QCOMPARE(practice->conversation(), conversation_file("first-upload").arg(id, mod_folder(), quoted_file));
         QCOMPARE(log(), QStringList{green
                                     + "Successfully uploaded mod 'My \"Mod\"' to Steam Workshop "
                                       "(may take a short time to appear publically)"});
@@ -249,8 +240,7 @@ private slots:
         QCOMPARE(read_file(practice->item(id, "preview")), picture(QSize(5, 5)));
         QCOMPARE(QDir(practice->item(id, "content")).entryList(QDir::Files),
                  (QStringList{"added.lua", "metadata.xml"}));
-        const QJsonArray history =
-            QJsonDocument::fromJson(read_file(practice->item(id, "history.json"))).array();
+        const QJsonArray history = QJsonDocument::fromJson(read_file(practice->item(id, "history.json"))).array();
         QCOMPARE(history.size(), 2);
         QCOMPARE(history.at(1).toObject().value("change_note").toString(), QString("Second"));
         // An item was created in this run, so the note stays on every later success.
@@ -262,8 +252,7 @@ private slots:
         load_mod(id);
         upload();
         QVERIFY(pump_until_uploaded(2));
-        QCOMPARE(log(),
-                 QStringList{green + "Successfully uploaded mod 'My \"Mod\"' to Steam Workshop "});
+        QCOMPARE(log(), QStringList{green + "Successfully uploaded mod 'My \"Mod\"' to Steam Workshop "});
     }
 
     void maps_the_visibility_data()
@@ -284,8 +273,7 @@ private slots:
         load_mod("12345");
         mod().visibility = text;
         upload();
-        QVERIFY(
-            practice->conversation().contains(QString("SetItemVisibility(1001, %1)").arg(value)));
+        QVERIFY(practice->conversation().contains(QString("SetItemVisibility(1001, %1)").arg(value)));
         QVERIFY(practice->conversation().contains("StartItemUpdate(480, 12345)"));
     }
 
@@ -307,14 +295,13 @@ private slots:
         QTest::addColumn<QString>("id");
         QTest::addColumn<QByteArray>("script");
         QTest::addColumn<QString>("text");
-        QTest::newRow("creation denied")
-            << "0" << QByteArray(R"({"create_results": [17]})") << "Error (17) - You are banned";
+        QTest::newRow("creation denied") << "0" << QByteArray(R"({"create_results": [17]})")
+                                         << "Error (17) - You are banned";
         QTest::newRow("id that is no number")
             << "abc" << QByteArray(R"({"create_results": 2})") << "Error (2) - Unknown error";
         QTest::newRow("submission failed after a creation")
             << "0" << QByteArray(R"({"submit_results": [25]})") << "Error (25) - Limit exceeded";
-        QTest::newRow("no such item")
-            << "12345" << QByteArray("{}") << "Error (9) - File not found";
+        QTest::newRow("no such item") << "12345" << QByteArray("{}") << "Error (9) - File not found";
     }
 
     void reports_failures()
@@ -331,8 +318,7 @@ private slots:
         QCOMPARE(steam().GetUploadModProgress(), -1);
         const bool was_created = practice->conversation().contains("result 1\n");
         QCOMPARE(mod().id != id, was_created);
-        QCOMPARE(read_file(mod_folder() + "/metadata.xml").contains("<id>" + id.toUtf8() + "</id>"),
-                 !was_created);
+        QCOMPARE(read_file(mod_folder() + "/metadata.xml").contains("<id>" + id.toUtf8() + "</id>"), !was_created);
     }
 
     void is_held_to_the_limits_of_the_workshop_data()
@@ -342,8 +328,8 @@ private slots:
         QTest::addColumn<int>("result");
         QTest::addColumn<QString>("reason");
         const QByteArray png = picture(QSize(30, 20));
-        const auto row = [](const char* name, const char* field, const QByteArray& value,
-                            int result, const char* reason) {
+        const auto row = [](const char* name, const char* field, const QByteArray& value, int result,
+                            const char* reason) {
             QTest::newRow(name) << QString(field) << value << result << QString(reason);
         };
         row("title that just fits", "title", QByteArray(128, 'x'), 1, "");
@@ -352,10 +338,8 @@ private slots:
         row("description", "description", QByteArray(8000, 'x'), 8, "description has 8000");
         row("notes", "notes", QByteArray(8000, 'x'), 8, "change note has 8000");
         row("small preview", "preview", png.left(15), 8, "less than 16 bytes");
-        row("large preview", "preview", png + QByteArray(1024 * 1024 - png.size(), 'x'), 25,
-            "1048576 bytes");
-        row("preview that just fits", "preview",
-            png + QByteArray(1024 * 1024 - 1 - png.size(), 'x'), 1, "");
+        row("large preview", "preview", png + QByteArray(1024 * 1024 - png.size(), 'x'), 25, "1048576 bytes");
+        row("preview that just fits", "preview", png + QByteArray(1024 * 1024 - 1 - png.size(), 'x'), 1, "");
         row("no picture", "preview", QByteArray(100, 'x'), 9, "not PNG, JPEG or GIF");
         row("preview is gone", "preview", QByteArray(), 9, "preview");
         row("folder is gone", "folder", "/not/there", 9, "not the full path of a folder");
@@ -398,8 +382,7 @@ private slots:
         QCOMPARE(caller.outcomes.first(), result == 1);
         if (result == 1)
             return;
-        QVERIFY2(log().last().contains(QString("Error (%1)").arg(result)),
-                 qPrintable(log().last()));
+        QVERIFY2(log().last().contains(QString("Error (%1)").arg(result)), qPrintable(log().last()));
         const QString reasons = read_file(practice->store() + "/workshop_log.txt").trimmed();
         QVERIFY2(reasons.section('\n', -1).contains(reason), qPrintable(reasons));
         if (field != "deleted")
@@ -437,10 +420,9 @@ private slots:
         QCOMPARE(caller.outcomes, QList<bool>{true});
         QCOMPARE(log().size(), 2);
         QVERIFY(log().first().startsWith(green + "Successfully uploaded mod"));
-        QCOMPARE(log().last(),
-                 olive
-                     + "You need to accept the Steam Workshop EULA before the mod will "
-                       "appear publically, click 'View Mod' for more info");
+        QCOMPARE(log().last(), olive
+                                   + "You need to accept the Steam Workshop EULA before the mod will "
+                                     "appear publically, click 'View Mod' for more info");
     }
 
     void reports_progress_in_tenths()
@@ -448,8 +430,7 @@ private slots:
         publish();
         write_file(mod_folder() + "/main.lua", QByteArray(100'000, 'x'));
         const qint64 total = 100'000 + QFileInfo(mod_folder() + "/metadata.xml").size();
-        QVERIFY(
-            practice->tell("{\"bytes_per_pump\": " + QByteArray::number((total + 19) / 20) + "}"));
+        QVERIFY(practice->tell("{\"bytes_per_pump\": " + QByteArray::number((total + 19) / 20) + "}"));
 
         QCOMPARE(steam().GetUploadModProgress(), -1);
         upload();
@@ -597,17 +578,15 @@ private slots:
         const QString id = publish();
         fetch_preview();
         QTRY_COMPARE((steam().Update(), caller.previews), QList<QSize>{QSize(30, 20)});
-        const QRegularExpression wanted(
-            QString("^ISteamUGC::CreateQueryUGCDetailsRequest\\(\\[%1\\]\\) = 2001\n"
-                    "ISteamUGC::SendQueryUGCRequest\\(2001\\) = (\\d+)\n"
-                    "SteamAPI_RegisterCallResult\\(3401, \\1\\)\n"
-                    "SteamAPI_RunCallbacks\\(\\)\n"
-                    "deliver 3401 for call \\1: result 1\n"
-                    "ISteamUGC::GetQueryUGCPreviewURL\\(2001, 0, 4096\\) = true\n"
-                    "SteamAPI_RunCallbacks\\(\\)$")
-                .arg(id));
-        QVERIFY2(wanted.match(practice->conversation()).hasMatch(),
-                 qPrintable(practice->conversation()));
+        const QRegularExpression wanted(QString("^ISteamUGC::CreateQueryUGCDetailsRequest\\(\\[%1\\]\\) = 2001\n"
+                                                "ISteamUGC::SendQueryUGCRequest\\(2001\\) = (\\d+)\n"
+                                                "SteamAPI_RegisterCallResult\\(3401, \\1\\)\n"
+                                                "SteamAPI_RunCallbacks\\(\\)\n"
+                                                "deliver 3401 for call \\1: result 1\n"
+                                                "ISteamUGC::GetQueryUGCPreviewURL\\(2001, 0, 4096\\) = true\n"
+                                                "SteamAPI_RunCallbacks\\(\\)$")
+                                            .arg(id));
+        QVERIFY2(wanted.match(practice->conversation()).hasMatch(), qPrintable(practice->conversation()));
     }
 
     void reports_a_failed_preview_data()
@@ -639,8 +618,7 @@ private slots:
             QCOMPARE(size, QSize(0, 0));
         QCOMPARE(log().size(), lines_before + log_lines);
         if (log_lines == 1) {
-            QVERIFY2(log().last().startsWith(
-                         red + "Failed to download preview image for mod 'My \"Mod\"': "),
+            QVERIFY2(log().last().startsWith(red + "Failed to download preview image for mod 'My \"Mod\"': "),
                      qPrintable(log().last()));
         }
     }
@@ -663,9 +641,7 @@ private slots:
 
     void explains_every_result_code()
     {
-        const auto text = [](int code) {
-            return SteamWrapper::convert_eresult_to_string(static_cast<EResult>(code));
-        };
+        const auto text = [](int code) { return SteamWrapper::convert_eresult_to_string(static_cast<EResult>(code)); };
         QCOMPARE(text(1), QString("Success"));
         QCOMPARE(text(46), QString("Success (administrator"));
         QCOMPARE(text(2), QString("Error (2) - Unknown error"));
