@@ -21,7 +21,6 @@ using ModParser::ModDescriptor;
 namespace {
 
 const QString green = "#008800 ";
-const QString olive = "#888800 ";
 const QString red = "#aa0000 ";
 
 /// Receives what the wrapper reports, and may start something at once.
@@ -255,138 +254,66 @@ private slots:
         QCOMPARE(log(), QStringList{green + "Successfully uploaded mod 'My \"Mod\"' to Steam Workshop "});
     }
 
-    void maps_the_visibility_data()
+    void plays_the_scenarios_data()
     {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<int>("value");
-        QTest::newRow("public") << "Public" << 0;
-        QTest::newRow("friends") << "FRIENDS only" << 1;
-        QTest::newRow("private") << "private" << 2;
-        QTest::newRow("anything else") << "friends-only" << 0;
-        QTest::newRow("nothing") << "" << 0;
+        QTest::addColumn<QJsonObject>("scenario");
+        // Comments are the Practice Workshop's, not JSON's.
+        const QByteArray text = read_file(SCENARIOS);
+        QByteArray json;
+        for (const QByteArray& line : text.split('\n'))
+            json += line.startsWith("//") ? QByteArray() : line;
+        for (const QJsonValue& scenario : QJsonDocument::fromJson(json).array())
+            QTest::newRow(qPrintable(scenario.toObject().value("name").toString())) << scenario.toObject();
     }
 
-    void maps_the_visibility()
+    void plays_the_scenarios()
     {
-        QFETCH(QString, text);
-        QFETCH(int, value);
-        load_mod("12345");
-        mod().visibility = text;
-        upload();
-        QVERIFY(practice->conversation().contains(QString("SetItemVisibility(1001, %1)").arg(value)));
-        QVERIFY(practice->conversation().contains("StartItemUpdate(480, 12345)"));
-    }
-
-    void cuts_only_tags_that_are_not_ascii()
-    {
-        load_mod("12345");
-        mod().tags = QStringList{"", "Music", QString::fromUtf8("\xC3\xA9\xC3\xA9\xC3\xA9")};
-        upload();
-        // Each is cut to its number of characters plus one, in bytes.
-        QVERIFY2(practice->conversation().contains("[\"\", \"Music\", \"\u00E9\u00E9\"]"),
-                 qPrintable(practice->conversation()));
-        mod().tags.clear();
-        upload();
-        QVERIFY(practice->conversation().contains("SetItemTags(1002, [])"));
-    }
-
-    void reports_failures_data()
-    {
-        QTest::addColumn<QString>("id");
-        QTest::addColumn<QByteArray>("script");
-        QTest::addColumn<QString>("text");
-        QTest::newRow("creation denied") << "0" << QByteArray(R"({"create_results": [17]})")
-                                         << "Error (17) - You are banned";
-        QTest::newRow("id that is no number")
-            << "abc" << QByteArray(R"({"create_results": 2})") << "Error (2) - Unknown error";
-        QTest::newRow("submission failed after a creation")
-            << "0" << QByteArray(R"({"submit_results": [25]})") << "Error (25) - Limit exceeded";
-        QTest::newRow("no such item") << "12345" << QByteArray("{}") << "Error (9) - File not found";
-    }
-
-    void reports_failures()
-    {
-        QFETCH(QString, id);
-        QFETCH(QByteArray, script);
-        QFETCH(QString, text);
-        load_mod(id);
-        QVERIFY(practice->tell(script));
-        upload();
-        QVERIFY(pump_until_uploaded());
-        QCOMPARE(caller.outcomes, QList<bool>{false});
-        QCOMPARE(log(), QStringList{red + "Failed to upload mod 'My \"Mod\"': " + text});
-        QCOMPARE(steam().GetUploadModProgress(), -1);
-        const bool was_created = practice->conversation().contains("result 1\n");
-        QCOMPARE(mod().id != id, was_created);
-        QCOMPARE(read_file(mod_folder() + "/metadata.xml").contains("<id>" + id.toUtf8() + "</id>"), !was_created);
-    }
-
-    void is_held_to_the_limits_of_the_workshop_data()
-    {
-        QTest::addColumn<QString>("field");
-        QTest::addColumn<QByteArray>("value");
-        QTest::addColumn<int>("result");
-        QTest::addColumn<QString>("reason");
-        const QByteArray png = picture(QSize(30, 20));
-        const auto row = [](const char* name, const char* field, const QByteArray& value, int result,
-                            const char* reason) {
-            QTest::newRow(name) << QString(field) << value << result << QString(reason);
+        QFETCH(QJsonObject, scenario);
+        const auto text = [](const QJsonValue& value) {
+            return value.isArray() ? value.toArray().at(0).toString().repeated(value.toArray().at(1).toInt())
+                                   : value.toString();
         };
-        row("title that just fits", "title", QByteArray(128, 'x'), 1, "");
-        row("title", "title", "\xC3\xA9" + QByteArray(127, 'x'), 8, "title has 129");
-        row("description that just fits", "description", QByteArray(7999, 'x'), 1, "");
-        row("description", "description", QByteArray(8000, 'x'), 8, "description has 8000");
-        row("notes", "notes", QByteArray(8000, 'x'), 8, "change note has 8000");
-        row("small preview", "preview", png.left(15), 8, "less than 16 bytes");
-        row("large preview", "preview", png + QByteArray(1024 * 1024 - png.size(), 'x'), 25, "1048576 bytes");
-        row("preview that just fits", "preview", png + QByteArray(1024 * 1024 - 1 - png.size(), 'x'), 1, "");
-        row("no picture", "preview", QByteArray(100, 'x'), 9, "not PNG, JPEG or GIF");
-        row("preview is gone", "preview", QByteArray(), 9, "preview");
-        row("folder is gone", "folder", "/not/there", 9, "not the full path of a folder");
-        row("folder without a full path", "folder", "MyMod", 9, "not the full path of a folder");
-        row("another's item", "script", R"({"owner": "somebody"})", 15, "another account");
-        row("item is gone", "deleted", "", 9, "no such item");
-    }
+        const QString load = scenario.value("load").toString();
+        load == "published" ? void(publish()) : load_mod(load);
+        const QStringList log_before = log();
 
-    void is_held_to_the_limits_of_the_workshop()
-    {
-        QFETCH(QString, field);
-        QFETCH(QByteArray, value);
-        QFETCH(int, result);
-        QFETCH(QString, reason);
-        const QString id = publish();
-        const QByteArray item_before = read_file(practice->item(id, "item.json"));
-        QString notes;
-        if (field == "title")
-            mod().name = QString::fromUtf8(value);
-        if (field == "description")
-            mod().description = value;
-        if (field == "notes")
-            notes = value;
-        if (field == "folder")
-            mod().folder_path = value;
-        if (field == "script")
-            QVERIFY(practice->tell(value));
-        if (field == "preview") {
+        const QJsonObject changes = scenario.value("mod").toObject();
+        const QPair<const char*, QString*> fields[] = {{"name", &mod().name},
+                                                       {"id", &mod().id},
+                                                       {"description", &mod().description},
+                                                       {"visibility", &mod().visibility},
+                                                       {"folder_path", &mod().folder_path},
+                                                       {"preview_path", &mod().preview_path}};
+        for (const auto& [name, field] : fields) {
+            if (changes.contains(name))
+                *field = text(changes.value(name));
+        }
+        if (changes.contains("tags"))
+            mod().tags = changes.value("tags").toVariant().toStringList();
+        if (scenario.contains("picture")) {
             mod().preview_path = folder->path() + "/other";
-            if (!value.isNull())
-                write_file(mod().preview_path, value);
+            const int size = scenario.value("picture").toInt();
+            const QByteArray start = size < 0 ? QByteArray() : picture(QSize(30, 20));
+            write_file(mod().preview_path, start.leftJustified(qAbs(size), 'x', true));
         }
-        if (field == "deleted") {
-            write_file(practice->item(id, "item.json"),
-                       QByteArray(item_before).replace("\"deleted\": false", "\"deleted\": true"));
-        }
+        QVERIFY(practice->tell(QJsonDocument(scenario.value("script").toObject()).toJson()));
 
-        upload(notes);
-        QVERIFY(pump_until_uploaded());
-        QCOMPARE(caller.outcomes.first(), result == 1);
-        if (result == 1)
-            return;
-        QVERIFY2(log().last().contains(QString("Error (%1)").arg(result)), qPrintable(log().last()));
+        upload(text(scenario.value("notes")));
+        QCOMPARE(pump_until_uploaded(), scenario.contains("ends"));
+        if (scenario.contains("ends"))
+            QCOMPARE(caller.outcomes.first(), scenario.value("ends").toBool());
+        if (scenario.contains("log"))
+            QCOMPARE(log().mid(log_before.size()), scenario.value("log").toVariant().toStringList());
+        for (const QString& words : scenario.value("says").toVariant().toStringList())
+            QVERIFY2(practice->conversation().contains(words), qPrintable(practice->conversation()));
         const QString reasons = read_file(practice->store() + "/workshop_log.txt").trimmed();
-        QVERIFY2(reasons.section('\n', -1).contains(reason), qPrintable(reasons));
-        if (field != "deleted")
-            QCOMPARE(read_file(practice->item(id, "item.json")), item_before);
+        QVERIFY2(reasons.section('\n', -1).contains(scenario.value("reason").toString()), qPrintable(reasons));
+        QCOMPARE(steam().GetUploadModProgress(), scenario.value("progress").toInt(-1));
+        QCOMPARE(practice->live_registrations(), scenario.value("armed").toInt(0));
+        if (scenario.contains("id")) {
+            QCOMPARE(mod().id, scenario.value("id").toString());
+            QVERIFY(read_file(mod_folder() + "/metadata.xml").contains("<id>" + mod().id.toUtf8() + "</id>"));
+        }
     }
 
     void takes_a_script_from_people_and_names_its_mistakes()
@@ -409,20 +336,6 @@ private slots:
         QVERIFY(pump_until_uploaded(2));
         QVERIFY(caller.outcomes.last());
         QVERIFY(practice->journal().join('\n').contains("practice.json, line 3"));
-    }
-
-    void tells_about_the_legal_agreement()
-    {
-        QVERIFY(practice->tell(R"({"legal_agreement": true})"));
-        load_mod("0");
-        upload();
-        QVERIFY(pump_until_uploaded());
-        QCOMPARE(caller.outcomes, QList<bool>{true});
-        QCOMPARE(log().size(), 2);
-        QVERIFY(log().first().startsWith(green + "Successfully uploaded mod"));
-        QCOMPARE(log().last(), olive
-                                   + "You need to accept the Steam Workshop EULA before the mod will "
-                                     "appear publically, click 'View Mod' for more info");
     }
 
     void reports_progress_in_tenths()
@@ -477,29 +390,6 @@ private slots:
         QCOMPARE(QFile::exists(marker), had_marker);
         QCOMPARE(read_file(marker).size(), 0);
         QVERIFY(!QFile::exists(practice->item(id, "content/disable.it")));
-    }
-
-    void never_completes_without_an_answer()
-    {
-        QVERIFY(practice->tell(R"({"refuse_calls": ["create", "submit", "query"]})"));
-        load_mod("0");
-        upload();
-        QVERIFY(!pump_until_uploaded());
-        QCOMPARE(steam().GetUploadModProgress(), -1);
-        mod().id = "5";
-        upload();
-        fetch_preview();
-        QVERIFY(!pump_until_uploaded());
-        QCOMPARE(steam().GetUploadModProgress(), 0);
-        QCOMPARE(practice->live_registrations(), 0);
-        QVERIFY(caller.previews.isEmpty());
-
-        QVERIFY(practice->tell(R"({"silent_calls": ["create"]})"));
-        mod().id = "0";
-        upload();
-        QVERIFY(!pump_until_uploaded());
-        QCOMPARE(practice->live_registrations(), 1);
-        QCOMPARE(log(), QStringList());
     }
 
     void answers_only_the_newest_upload()
