@@ -67,6 +67,9 @@ bool ModParser::validate_metadata_file(QString path, QDomDocument& document)
     QString message;
     int line = 0;
     int column = 0;
+    // Text mode takes single bytes away, which would leave nothing of UTF-16.
+    const QByteArray mark = file.peek(2);
+    file.setTextModeEnabled(mark != QByteArray("\xFF\xFE") && mark != QByteArray("\xFE\xFF"));
     const QByteArray xml = file.read(XmlLimits::max_bytes + 1);
     if (!XmlLimits::Check(xml, message, line, column)
         || !document.setContent(xml, true, &message, &line, &column)) {
