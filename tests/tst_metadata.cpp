@@ -201,7 +201,9 @@ private slots:
             write_file(file(), QTextCodec::codecForName(encoding)->fromUnicode(text.arg(encoding)));
             ModDescriptor mod;
             QVERIFY2(ModParser::ParseMetadata(file(), mod), encoding);
-            QCOMPARE(mod.description.remove('\r'), QString::fromUtf8("\xC3\xA9ins\nzwei"));
+            if (qstrcmp(encoding, "UTF-16") == 0)
+                mod.description.remove('\r'); // kept there
+            QCOMPARE(mod.description, QString::fromUtf8("\xC3\xA9ins\nzwei"));
         }
     }
 
