@@ -17,8 +17,6 @@ constexpr std::size_t kClientSlots = 36;
 constexpr std::size_t kOtherSlots = 128;
 
 // This library's one user, on its one pipe.
-constexpr int kUser = 1;
-constexpr int kPipe = 1;
 
 struct Offer
 {

@@ -29,12 +29,12 @@ bool StartedFor(const char* function)
     return true;
 }
 
-// Handles of user and pipe, of which there is one each. Asking before the start is allowed: the
+// The handle while the library is started. Asking before the start is allowed: the
 // answer 0 is how a program learns that there is none.
-int HandleAnswer(const char* function)
+int HandleAnswer(const char* function, int handle_when_started)
 {
     return Guarded(0, [&] {
-        const int handle = TheWorkshop().Started() ? 1 : 0;
+        const int handle = TheWorkshop().Started() ? handle_when_started : 0;
         Note(CallText(function) + " = " + Shown(handle));
         return handle;
     });
@@ -141,12 +141,12 @@ PRACTICE_EXPORT void SteamAPI_UnregisterCallResult(void* object, std::uint64_t c
 
 PRACTICE_EXPORT std::int32_t SteamAPI_GetHSteamUser()
 {
-    return HandleAnswer("SteamAPI_GetHSteamUser");
+    return HandleAnswer("SteamAPI_GetHSteamUser", kUser);
 }
 
 PRACTICE_EXPORT std::int32_t SteamAPI_GetHSteamPipe()
 {
-    return HandleAnswer("SteamAPI_GetHSteamPipe");
+    return HandleAnswer("SteamAPI_GetHSteamPipe", kPipe);
 }
 
 PRACTICE_EXPORT void* SteamInternal_CreateInterface(const char* version)

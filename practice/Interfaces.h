@@ -12,6 +12,10 @@
 
 namespace practice {
 
+// The one user and the one pipe that there are; two numbers, so that mixing them up shows.
+constexpr int kUser = 1;
+constexpr int kPipe = 2;
+
 // An interface as the caller sees it: the address of a table of functions, which all get the
 // object as their first argument. What follows the address is our own.
 struct Interface
