@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 namespace {
 
 // Numbers look like those of today's Workshop.
-constexpr std::uint64_t kFirstItem = 3000000001;
+constexpr std::uint64_t kFirstItem = 5000000001;
 
 constexpr auto kItems = "items";
 constexpr auto kStaging = "staging";

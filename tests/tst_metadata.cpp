@@ -112,6 +112,7 @@ private slots:
         QFETCH(QStringList, expected);
         write_file(file(), xml);
 
+        ModParser::s_ParseMetadataResult = "of an earlier file";
         ModDescriptor mod = full_mod("/elsewhere"); // nothing of it may survive
         QVERIFY(ModParser::ParseMetadata(file(), mod));
         QCOMPARE(ModParser::GetParseMetadataResult(), QString("Success"));
@@ -274,9 +275,13 @@ private slots:
         mod.name = QString("a%1b%2c%3d").arg(QChar(0x01), QChar(0xFFFE), QChar(0xD800));
         mod.version = "3";
         mod.IncrementVersion(); // U+0004
-        mod.tags = QStringList{QString("t") + QChar(0)};
+        mod.tags = QStringList{QString("t") + QChar(1)};
+        for (QString* field : {&mod.directory, &mod.id, &mod.description, &mod.visibility})
+            *field += QChar(0xFFFE);
+        mod.description += "\r";
         mod.SaveMetadata();
         QVERIFY(read_file(file()).contains("<version></version>"));
+        QVERIFY(read_file(file()).contains("two&gt;\r</description>"));
 
         ModDescriptor again;
         QVERIFY2(ModParser::ParseMetadata(file(), again), qPrintable(ModParser::s_ParseMetadataResult));
@@ -442,6 +447,10 @@ private slots:
         QVERIFY(ModParser::GetParseMetadataResult().contains("'.../MyMod/link.exe'"));
         QVERIFY(!ModParser::validate_mod_directory(root->path() + "/outside"));
         QVERIFY(ModParser::GetParseMetadataResult().contains("'.../outside/tool.exe'"));
+        const QString former = QDir::currentPath();
+        QDir::setCurrent(root->path() + "/outside");
+        QVERIFY(ModParser::validate_mod_directory(QString())); // no folder is not this one
+        QDir::setCurrent(former);
     }
 };
 

@@ -84,7 +84,7 @@ private:
     void load_mod(const QString& id)
     {
         write_file(mod_folder() + "/main.lua", QByteArray(1000, 'x'));
-        write_file(mod_folder() + "/metadata.xml", metadata("<name>My \"Mod\"</name><id>" + id.toUtf8()
+        write_file(mod_folder() + "/metadata.xml", metadata("<name>My \"Mod\" %2</name><id>" + id.toUtf8()
                                                             + "</id><description>Two\nlines \xC3\xA9</description>"
                                                               "<tag id='Lua'/><tag id='Sound Effects'/>"));
         QVERIFY(ModParser::ParseMetadata(mod_folder() + "/metadata.xml", mod()));
@@ -211,15 +211,16 @@ private slots:
         QVERIFY2(id.toULongLong() > 0, qPrintable(id));
         const QString saved = QString::fromUtf8(read_file(mod_folder() + "/metadata.xml"));
         QVERIFY(saved.contains("<id>" + id + "</id>"));
+        QVERIFY(saved.contains("<name>changed later</name>")); // what is loaded is saved with the id
 
         const QString quoted_file = QString(saved).replace('\\', "\\\\").replace('"', "\\\"").replace('\n', "\\n");
-        QCOMPARE(practice->conversation(), conversation_file("first-upload").arg(id, mod_folder(), quoted_file));
+        QCOMPARE(practice->conversation(), conversation_file("first-upload").arg(id, mod_folder(), quoted_file, "%2"));
         QCOMPARE(log(), QStringList{green
-                                    + "Successfully uploaded mod 'My \"Mod\"' to Steam Workshop "
+                                    + "Successfully uploaded mod 'My \"Mod\" %2' to Steam Workshop "
                                       "(may take a short time to appear publically)"});
 
         const QJsonObject item = json_object(practice->item(id, "item.json"));
-        QCOMPARE(item.value("title").toString(), QString("My \"Mod\""));
+        QCOMPARE(item.value("title").toString(), QString("My \"Mod\" %2"));
         QCOMPARE(item.value("metadata").toString(), saved);
         QCOMPARE(read_file(practice->item(id, "content/main.lua")), QByteArray(1000, 'x'));
         QCOMPARE(read_file(practice->item(id, "content/metadata.xml")), saved.toUtf8());
@@ -251,7 +252,7 @@ private slots:
         load_mod(id);
         upload();
         QVERIFY(pump_until_uploaded(2));
-        QCOMPARE(log(), QStringList{green + "Successfully uploaded mod 'My \"Mod\"' to Steam Workshop "});
+        QCOMPARE(log(), QStringList{green + "Successfully uploaded mod 'My \"Mod\" %2' to Steam Workshop "});
     }
 
     void plays_the_scenarios_data()
@@ -298,10 +299,14 @@ private slots:
         }
         QVERIFY(practice->tell(QJsonDocument(scenario.value("script").toObject()).toJson()));
 
+        int lines_when_called = 0;
+        caller.then = [&] { lines_when_called = log().size(); };
         upload(text(scenario.value("notes")));
         QCOMPARE(pump_until_uploaded(), scenario.contains("ends"));
-        if (scenario.contains("ends"))
+        if (scenario.contains("ends")) {
             QCOMPARE(caller.outcomes.first(), scenario.value("ends").toBool());
+            QCOMPARE(lines_when_called, log().size()); // the log has it before the caller
+        }
         if (scenario.contains("log"))
             QCOMPARE(log().mid(log_before.size()), scenario.value("log").toVariant().toStringList());
         for (const QString& words : scenario.value("says").toVariant().toStringList())
@@ -489,6 +494,7 @@ private slots:
         QTest::newRow("closed early") << QByteArray("closes_early") << 1 << 1;
         QTest::newRow("not a picture") << QByteArray("not_a_picture") << 0 << 1;
         QTest::newRow("no preview") << QByteArray("none") << 0 << 0;
+        QTest::newRow("far too large") << QByteArray("ok") << 1 << 1;
     }
 
     void reports_a_failed_preview()
@@ -498,6 +504,9 @@ private slots:
         QFETCH(int, answers);
         publish();
         QVERIFY(practice->tell("{\"preview\": \"" + kind + "\"}"));
+        if (kind == "ok")
+            write_file(practice->item(mod().id, "preview"), picture(QSize(9, 9)).leftJustified(12'000'000, 'x'));
+        mod().name = "Other";
         const int lines_before = log().size();
         fetch_preview();
         QTRY_COMPARE((steam().Update(), caller.previews.size()), answers);
@@ -508,7 +517,7 @@ private slots:
             QCOMPARE(size, QSize(0, 0));
         QCOMPARE(log().size(), lines_before + log_lines);
         if (log_lines == 1) {
-            QVERIFY2(log().last().startsWith(red + "Failed to download preview image for mod 'My \"Mod\"': "),
+            QVERIFY2(log().last().startsWith(red + "Failed to download preview image for mod 'Other': "),
                      qPrintable(log().last()));
         }
     }
@@ -516,17 +525,50 @@ private slots:
     void answers_only_the_newest_preview()
     {
         publish();
-        // The first is still on its way when the second is asked for.
+        // The first is still on its way when the second is asked for, which never comes.
         QVERIFY(practice->tell(R"({"preview": "slow", "preview_delay_ms": 300})"));
         Caller earlier;
         steam().RetrieveModPreview(mod(), Caller::received, &earlier);
         QTRY_VERIFY((steam().Update(), practice->conversation().contains("PreviewURL")));
-        QVERIFY(practice->tell(R"({"preview": "ok"})"));
+        QTest::qWait(50);
+        QVERIFY(practice->tell(R"({"preview": "never"})"));
         fetch_preview();
-        QTRY_COMPARE((steam().Update(), caller.previews.size()), 1);
+        QTRY_COMPARE((steam().Update(), practice->conversation().count("PreviewURL")), 2);
         QTest::qWait(500);
-        QCOMPARE(caller.previews.size(), 1);
-        QVERIFY(earlier.previews.isEmpty());
+        QVERIFY(caller.previews.isEmpty() && earlier.previews.isEmpty());
+    }
+
+    void puts_the_marker_back_where_it_was()
+    {
+        publish();
+        const QString marker = mod_folder() + "/disable.it";
+        write_file(marker, "");
+        upload();
+        const ModDescriptor uploaded = mod();
+        mod().folder_path = folder->path();
+        fetch_preview(); // from now on the upload speaks of the other folder
+        QVERIFY(pump_until_uploaded());
+        QVERIFY(QFile::exists(folder->path() + "/disable.it"));
+        QVERIFY(!QFile::exists(marker));
+        window.reset();
+        QVERIFY(QFile::exists(marker));
+    }
+
+    void names_the_application_unless_steam_has()
+    {
+        window.reset();
+        qunsetenv("SteamAppId");
+        qputenv("SteamGameId", "77");
+        window.reset(new MainWindow);
+        QCOMPARE(qgetenv("SteamAppId"), QByteArray("480"));
+        QCOMPARE(qgetenv("SteamGameId"), QByteArray("77"));
+        window.reset();
+        qunsetenv("SteamGameId");
+        qputenv("SteamAppId", "481");
+        window.reset(new MainWindow);
+        QCOMPARE(qgetenv("SteamAppId"), QByteArray("481"));
+        QCOMPARE(qgetenv("SteamGameId"), QByteArray("480"));
+        qputenv("SteamAppId", "480");
     }
 
     void explains_every_result_code()

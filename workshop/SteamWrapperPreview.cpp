@@ -73,8 +73,8 @@ void SteamWrapper::on_mod_query_complete(SteamUGCQueryCompleted_t* /*result*/, b
     s_preview_url.back() = '\0';
 
     QNetworkReply* const reply = network_access_manager->get(preview_request(preview_generation));
-    connect(reply, &QNetworkReply::downloadProgress, reply, [reply](qint64 received, qint64) {
-        if (received > max_preview_bytes)
+    connect(reply, &QNetworkReply::readyRead, reply, [reply] {
+        if (reply->bytesAvailable() > max_preview_bytes)
             reply->abort();
     });
 }
