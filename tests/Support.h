@@ -5,6 +5,7 @@
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
+#include <QTest>
 
 /// Writes `bytes` to `path`, folders included.
 void write_file(const QString& path, const QByteArray& bytes);
@@ -53,3 +54,17 @@ QStringList log_of(const QWidget& window);
 
 /// The names of the controls that can be used, in the order in which the program switches them.
 QStringList enabled_controls(const QWidget& window);
+
+/// The columns and the rows of a table of cases, each on a line.
+template<typename... Types, typename... Names>
+void add_columns(Names... names)
+{
+    (QTest::addColumn<Types>(names), ...);
+}
+
+template<typename... Values>
+void add_row(const char* name, const Values&... values)
+{
+    QTestData& row = QTest::newRow(name);
+    (row << ... << values);
+}

@@ -123,21 +123,6 @@ private slots:
         QVERIFY(query.m_bCachedData);
         QCOMPARE(sizeof(SteamUGCQueryCompleted_t), std::size_t{24});
     }
-
-    void loads_old_and_new_libraries()
-    {
-        QString problem;
-        const QString bin = QCoreApplication::applicationDirPath();
-        const auto old = LoadSteamLibrary(bin + "/" + SteamLibraryFileName(), problem);
-        QVERIFY2(old.has_value(), qPrintable(problem));
-        QVERIFY(old->SteamAPI_Init && !old->SteamAPI_InitFlat && !old->SteamInternal_SteamAPI_Init);
-
-        const auto recent = LoadSteamLibrary(bin + "-new/" + SteamLibraryFileName(), problem);
-        QVERIFY2(recent.has_value(), qPrintable(problem));
-        QVERIFY(!recent->SteamAPI_Init && recent->SteamAPI_InitFlat);
-        QVERIFY(recent->SteamInternal_SteamAPI_Init && recent->SteamAPI_InitSafe);
-        QVERIFY(recent->SteamAPI_RunCallbacks != old->SteamAPI_RunCallbacks);
-    }
 };
 
 QTEST_GUILESS_MAIN(tst_border)

@@ -66,11 +66,10 @@ private slots:
 
     void reads_and_fills_in_data()
     {
-        QTest::addColumn<QByteArray>("xml");
-        QTest::addColumn<QStringList>("expected");
+        add_columns<QByteArray, QStringList>("xml", "expected");
 
         const auto row = [](const char* name, const QByteArray& body, const QStringList& expected) {
-            QTest::newRow(name) << metadata(body) << expected;
+            add_row(name, metadata(body), expected);
         };
         const auto with_tags = [](const QString& tags) {
             return QStringList{"MyMod", "mymod", "0", "", "1.0", "Public", tags};
@@ -131,50 +130,45 @@ private slots:
 
     void refuses_with_the_reason_and_changes_nothing_data()
     {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::addColumn<QString>("reason");
+        add_columns<QString, QByteArray, QString>("name", "bytes", "reason");
 
         const QString not_named = "Metadata file not named 'metadata.xml'";
-        QTest::newRow("upper case") << "Metadata.xml" << full_file << not_named;
-        QTest::newRow("longer name") << "oldmetadata.xml" << full_file << not_named;
-        QTest::newRow("no file") << "metadata.xml" << QByteArray() << "Failed to open specified metadata file";
-        QTest::newRow("other root") << "metadata.xml" << QByteArray("<mod/>")
-                                    << QString("No <metadata> tag found in specified metadata file." + QString(87, ' ')
-                                               + "Please see the sample metadata.xml file for reference");
-        QTest::newRow("not closed") << "metadata.xml" << QByteArray("<metadata>\n  <name>x</nam>\n</metadata>")
-                                    << "Failed to parse specified metadata file: error at line 2, column 15:\n"
-                                       "tag mismatch";
-        QTest::newRow("forbidden file") << "metadata.xml" << full_file
-                                        << "Mod folder contains one more more files that are not "
-                                           "allowed to be uploaded to Steam "
-                                           "Workshop<br>&nbsp;&nbsp;&nbsp;&nbsp;'.../MyMod/"
-                                           "a.dll'<br>Please remove the offending "
-                                           "files and try again";
+        add_row("upper case", "Metadata.xml", full_file, not_named);
+        add_row("longer name", "oldmetadata.xml", full_file, not_named);
+        add_row("no file", "metadata.xml", QByteArray(), "Failed to open specified metadata file");
+        add_row("other root", "metadata.xml", QByteArray("<mod/>"),
+                QString("No <metadata> tag found in specified metadata file." + QString(87, ' ')
+                        + "Please see the sample metadata.xml file for reference"));
+        add_row("not closed", "metadata.xml", QByteArray("<metadata>\n  <name>x</nam>\n</metadata>"),
+                "Failed to parse specified metadata file: error at line 2, column 15:\n"
+                "tag mismatch");
+        add_row("forbidden file", "metadata.xml", full_file,
+                "Mod folder contains one more more files that are not "
+                "allowed to be uploaded to Steam "
+                "Workshop<br>&nbsp;&nbsp;&nbsp;&nbsp;'.../MyMod/"
+                "a.dll'<br>Please remove the offending "
+                "files and try again");
     }
 
     void survives_xml_that_is_made_to_hurt_data()
     {
-        QTest::addColumn<QByteArray>("xml");
-        QTest::addColumn<QString>("reason");
+        add_columns<QByteArray, QString>("xml", "reason");
         const QByteArray declaration = "<!DOCTYPE m [<!ENTITY a '" + QByteArray(100'000, 'x') + "'>]><metadata>";
-        QTest::newRow("deep nesting") << QByteArray("<a>").repeated(1'000'000) << "nested too deeply";
-        QTest::newRow("large file") << QByteArray("<metadata/>") + QByteArray(17'000'000, ' ') << "too large";
-        QTest::newRow("many elements") << metadata(QByteArray("<tag/>").repeated(1'000'001)) << "too many elements";
-        QTest::newRow("many attributes") << "<metadata " + QByteArray("a = '1' ").repeated(10'001) + "/>"
-                                         << "too many attributes";
-        QTest::newRow("entities in text")
-            << declaration + "<name>" + QByteArray("&a;").repeated(10'000) + "</name></metadata>"
-            << "expands to too much";
-        QTest::newRow("entities in the declarations") << "<!DOCTYPE m [<!ENTITY % a '" + QByteArray(100'000, ' ') + "'>"
-                                                             + QByteArray("%a;").repeated(10'000) + "]><metadata/>"
-                                                      << "expands to too much";
-        QTest::newRow("entities in an attribute")
-            << declaration + "<tag id='" + QByteArray("&a;").repeated(10'000) + "'/></metadata>"
-            << "expands to too much";
-        QTest::newRow("entities in entities")
-            << QByteArray("<!DOCTYPE m [<!ENTITY a '&b;'><!ENTITY b '&a;'>]><metadata>&a;</metadata>")
-            << "recursive entities";
+        add_row("deep nesting", QByteArray("<a>").repeated(1'000'000), "nested too deeply");
+        add_row("large file", QByteArray("<metadata/>") + QByteArray(17'000'000, ' '), "too large");
+        add_row("many elements", metadata(QByteArray("<tag/>").repeated(1'000'001)), "too many elements");
+        const QByteArray references = QByteArray("&a;").repeated(10000);
+        add_row("many attributes", "<metadata " + QByteArray("a = '1' ").repeated(10001) + "/>", "too many attributes");
+        add_row("entities in text", declaration + "<name>" + references + "</name></metadata>", "expands to too much");
+        add_row("entities in an attribute", declaration + "<tag id='" + references + "'/></metadata>",
+                "expands to too much");
+        add_row("entities in the declarations",
+                "<!DOCTYPE m [<!ENTITY % a '" + QByteArray(100000, ' ') + "'>" + QByteArray("%a;").repeated(10000)
+                    + "]><metadata/>",
+                "expands to too much");
+        add_row("entities in entities",
+                QByteArray("<!DOCTYPE m [<!ENTITY a '&b;'><!ENTITY b '&a;'>]><metadata>&a;</metadata>"),
+                "recursive entities");
     }
 
     void survives_xml_that_is_made_to_hurt()
@@ -244,29 +238,6 @@ private slots:
     {
         full_mod(folder()).SaveMetadata();
         QCOMPARE(read_file(file()), full_file);
-
-        ModDescriptor empty;
-        empty.folder_path = folder();
-        empty.SaveMetadata();
-        QCOMPARE(read_file(file()), QByteArray(R"(<?xml version="1.0" encoding="UTF-8"?>
-<metadata>
-    <name></name>
-    <directory></directory>
-    <id></id>
-    <description></description>
-    <version></version>
-    <visibility></visibility>
-</metadata>
-)"));
-    }
-
-    void forgets_a_chosen_preview_when_read()
-    {
-        write_file(file(), full_file);
-        ModDescriptor mod;
-        mod.preview_path = "/some/picture.png";
-        QVERIFY(ModParser::ParseMetadata(file(), mod));
-        QCOMPARE(mod.preview_path, QString());
     }
 
     void stores_only_what_xml_can_carry()
@@ -327,41 +298,21 @@ private slots:
 
     void changes_the_last_number_of_a_version_data()
     {
-        QTest::addColumn<QString>("version");
-        QTest::addColumn<QString>("raised");
-        QTest::addColumn<QString>("lowered");
+        add_columns<QString, QString, QString>("version", "raised", "lowered");
 
-        QTest::newRow("plain") << "1.0"
-                               << "1.1"
-                               << "1.0";
-        QTest::newRow("carries nothing over") << "1.9"
-                                              << "1.10"
-                                              << "1.8";
-        QTest::newRow("two digits") << "1.10"
-                                    << "1.11"
-                                    << "1.9";
-        QTest::newRow("leading zeros are lost") << "1.05"
-                                                << "1.6"
-                                                << "1.4";
-        QTest::newRow("only the last part") << "1.2.3"
-                                            << "1.2.4"
-                                            << "1.2.2";
-        QTest::newRow("trailing dot") << "1."
-                                      << "1.1"
-                                      << "1.0";
-        QTest::newRow("no number counts as 0") << "1.x"
-                                               << "1.1"
-                                               << "1.0";
-        QTest::newRow("too large counts as 0") << "1.2147483648"
-                                               << "1.1"
-                                               << "1.0";
-        QTest::newRow("the largest does not wrap") << "1.2147483647"
-                                                   << "1.2147483648"
-                                                   << "1.2147483646";
-        QTest::newRow("no dot becomes a character") << "7" << QString(QChar(8)) << QString(QChar(6));
-        QTest::newRow("its low byte as Latin-1") << "488" << QString(QChar(0xE9)) << QString(QChar(0xE7));
-        QTest::newRow("empty") << "" << QString(QChar(1)) << QString(QChar(0));
-        QTest::newRow("a control character") << QString(QChar(4)) << QString(QChar(1)) << QString(QChar(0));
+        add_row("plain", "1.0", "1.1", "1.0");
+        add_row("carries nothing over", "1.9", "1.10", "1.8");
+        add_row("two digits", "1.10", "1.11", "1.9");
+        add_row("leading zeros are lost", "1.05", "1.6", "1.4");
+        add_row("only the last part", "1.2.3", "1.2.4", "1.2.2");
+        add_row("trailing dot", "1.", "1.1", "1.0");
+        add_row("no number counts as 0", "1.x", "1.1", "1.0");
+        add_row("too large counts as 0", "1.2147483648", "1.1", "1.0");
+        add_row("the largest does not wrap", "1.2147483647", "1.2147483648", "1.2147483646");
+        add_row("no dot becomes a character", "7", QString(QChar(8)), QString(QChar(6)));
+        add_row("its low byte as Latin-1", "488", QString(QChar(0xE9)), QString(QChar(0xE7)));
+        add_row("empty", "", QString(QChar(1)), QString(QChar(0)));
+        add_row("a control character", QString(QChar(4)), QString(QChar(1)), QString(QChar(0)));
     }
 
     void changes_the_last_number_of_a_version()
@@ -380,19 +331,15 @@ private slots:
 
     void finds_forbidden_files_data()
     {
-        QTest::addColumn<QStringList>("files");
-        QTest::addColumn<QStringList>("offending");
+        add_columns<QStringList, QStringList>("files", "offending");
 
-        QTest::newRow("each suffix, at any depth")
-            << QStringList{"plugin.dll", "sub/tool.exe", "sub/deep/er/lib.so"}
-            << QStringList{"MyMod/plugin.dll", "MyMod/sub/deep/er/lib.so", "MyMod/sub/tool.exe"};
-        QTest::newRow("only the last suffix") << QStringList{"a.tar.dll"} << QStringList{"MyMod/a.tar.dll"};
-        QTest::newRow("a bundle and what is in it")
-            << QStringList{"Foo.app/Contents/MacOS/foo.so"}
-            << QStringList{"MyMod/Foo.app", "MyMod/Foo.app/Contents/MacOS/foo.so"};
-        QTest::newRow("nothing but a suffix") << QStringList{"sub/x..exe"} << QStringList{"MyMod/sub/x..exe"};
-        QTest::newRow("placeholders and markup as they are")
-            << QStringList{"%1 <b>'&.exe"} << QStringList{"MyMod/%1 <b>'&.exe"};
+        add_row("each suffix, at any depth", QStringList{"plugin.dll", "sub/tool.exe", "sub/deep/er/lib.so"},
+                QStringList{"MyMod/plugin.dll", "MyMod/sub/deep/er/lib.so", "MyMod/sub/tool.exe"});
+        add_row("only the last suffix", QStringList{"a.tar.dll"}, QStringList{"MyMod/a.tar.dll"});
+        add_row("a bundle and what is in it", QStringList{"Foo.app/Contents/MacOS/foo.so"},
+                QStringList{"MyMod/Foo.app", "MyMod/Foo.app/Contents/MacOS/foo.so"});
+        add_row("nothing but a suffix", QStringList{"sub/x..exe"}, QStringList{"MyMod/sub/x..exe"});
+        add_row("placeholders and markup as they are", QStringList{"%1 <b>'&.exe"}, QStringList{"MyMod/%1 <b>'&.exe"});
     }
 
     void finds_forbidden_files()

@@ -42,15 +42,13 @@ private slots:
 
     void survives_a_broken_library_data()
     {
-        QTest::addColumn<QByteArray>("library");
-        QTest::addColumn<QByteArray>("script");
-        QTest::addColumn<QStringList>("words");
+        add_columns<QByteArray, QByteArray, QStringList>("library", "script", "words");
 
         const QByteArray good = good_library();
         QByteArray foreign = good;
         foreign.replace(18, 2, QByteArray("\x08\x00", 2)); // the processor in an ELF header: MIPS
         const auto file = [](const char* name, const QByteArray& bytes, const QStringList& words) {
-            QTest::newRow(name) << bytes << QByteArray() << words;
+            add_row(name, bytes, QByteArray(), words);
         };
         file("missing", QByteArray(), {"there is no such file"});
         file("empty", QByteArray(""), {"cannot be loaded"});
@@ -68,7 +66,7 @@ private slots:
         file("started by its internal function", read_file(INTERNAL_START_LIBRARY), {"no ISteamClient"});
         file("with the last of the start functions only", read_file(SAFE_START_LIBRARY), {"did not start"});
         const auto start = [&good](const char* name, const QByteArray& script, const QString& word) {
-            QTest::newRow(name) << good << script << QStringList{word};
+            add_row(name, good, script, QStringList{word});
         };
         start("start refused", R"({"start": "fails"})", "the Steam API did not start");
         start("no client", R"({"missing_interfaces": ["SteamClient017"]})", "no ISteamClient");

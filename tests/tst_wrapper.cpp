@@ -164,10 +164,10 @@ private slots:
 
     void reports_a_failed_start_and_leaves_steam_alone_data()
     {
-        QTest::addColumn<QByteArray>("script");
-        QTest::newRow("refused") << QByteArray(R"({"start": "fails"})");
+        add_columns<QByteArray>("script");
+        add_row("refused", QByteArray(R"({"start": "fails"})"));
         for (const char* version : {"SteamClient017", "SteamUser019", "STEAMUGC_INTERFACE_VERSION009"})
-            QTest::newRow(version) << QByteArray("{\"missing_interfaces\": [\"") + version + "\"]}";
+            add_row(version, QByteArray("{\"missing_interfaces\": [\"") + version + "\"]}");
     }
 
     void reports_a_failed_start_and_leaves_steam_alone()
@@ -185,6 +185,7 @@ private slots:
         upload();
         fetch_preview();
         QCOMPARE(practice->journal(), QStringList());
+        QVERIFY(!window->acceptDrops());
         QCOMPARE(steam().GetUploadModProgress(), 0); // as of a call that was not accepted
     }
 
@@ -257,14 +258,14 @@ private slots:
 
     void plays_the_scenarios_data()
     {
-        QTest::addColumn<QJsonObject>("scenario");
+        add_columns<QJsonObject>("scenario");
         // Comments are the Practice Workshop's, not JSON's.
         const QByteArray text = read_file(SCENARIOS);
         QByteArray json;
         for (const QByteArray& line : text.split('\n'))
             json += line.startsWith("//") ? QByteArray() : line;
         for (const QJsonValue& scenario : QJsonDocument::fromJson(json).array())
-            QTest::newRow(qPrintable(scenario.toObject().value("name").toString())) << scenario.toObject();
+            add_row(qPrintable(scenario.toObject().value("name").toString()), scenario.toObject());
     }
 
     void plays_the_scenarios()
@@ -366,14 +367,12 @@ private slots:
 
     void hides_the_disable_marker_during_an_upload_data()
     {
-        QTest::addColumn<bool>("had_marker");
-        QTest::addColumn<QByteArray>("script");
-        QTest::addColumn<bool>("closed_early");
-        QTest::newRow("success") << true << QByteArray("{}") << false;
-        QTest::newRow("failure") << true << QByteArray(R"({"submit_results": [2]})") << false;
-        QTest::newRow("closed before the answer") << true << QByteArray("{}") << true;
-        QTest::newRow("there was none") << false << QByteArray("{}") << false;
-        QTest::newRow("there was none, closed") << false << QByteArray("{}") << true;
+        add_columns<bool, QByteArray, bool>("had_marker", "script", "closed_early");
+        add_row("success", true, QByteArray("{}"), false);
+        add_row("failure", true, QByteArray(R"({"submit_results": [2]})"), false);
+        add_row("closed before the answer", true, QByteArray("{}"), true);
+        add_row("there was none", false, QByteArray("{}"), false);
+        add_row("there was none, closed", false, QByteArray("{}"), true);
     }
 
     void hides_the_disable_marker_during_an_upload()
@@ -486,15 +485,13 @@ private slots:
 
     void reports_a_failed_preview_data()
     {
-        QTest::addColumn<QByteArray>("kind");
-        QTest::addColumn<int>("log_lines");
-        QTest::addColumn<int>("answers");
-        QTest::newRow("no such page") << QByteArray("404") << 1 << 1;
-        QTest::newRow("server trouble") << QByteArray("500") << 1 << 1;
-        QTest::newRow("closed early") << QByteArray("closes_early") << 1 << 1;
-        QTest::newRow("not a picture") << QByteArray("not_a_picture") << 0 << 1;
-        QTest::newRow("no preview") << QByteArray("none") << 0 << 0;
-        QTest::newRow("far too large") << QByteArray("ok") << 1 << 1;
+        add_columns<QByteArray, int, int>("kind", "log_lines", "answers");
+        add_row("no such page", QByteArray("404"), 1, 1);
+        add_row("server trouble", QByteArray("500"), 1, 1);
+        add_row("closed early", QByteArray("closes_early"), 1, 1);
+        add_row("not a picture", QByteArray("not_a_picture"), 0, 1);
+        add_row("no preview", QByteArray("none"), 0, 0);
+        add_row("far too large", QByteArray("ok"), 1, 1);
     }
 
     void reports_a_failed_preview()
@@ -574,12 +571,7 @@ private slots:
     void explains_every_result_code()
     {
         const auto text = [](int code) { return SteamWrapper::convert_eresult_to_string(static_cast<EResult>(code)); };
-        QCOMPARE(text(1), QString("Success"));
-        QCOMPARE(text(46), QString("Success (administrator"));
-        QCOMPARE(text(2), QString("Error (2) - Unknown error"));
-        QCOMPARE(text(-1), QString("Error (-1) - Unknown error"));
-        QCOMPARE(text(107), QString("Error (107) - Unknown error"));
-        QCOMPARE(text(38), QString("Error (38) - Remote disconnect has occured"));
+        QCOMPARE(text(9), QString("Error (9) - File not found"));
 
         // The digest of all texts as they were agreed on, one a line.
         QCryptographicHash all(QCryptographicHash::Sha1);
