@@ -53,9 +53,9 @@ public:
                                        const char* version) = 0; // 29
     virtual void* GetISteamHTMLSurface(HSteamUser user, HSteamPipe pipe,
                                        const char* version) = 0; // 30
-    virtual void SetPostAPIResultInProcess() = 0;                // 31
-    virtual void RemovePostAPIResultInProcess() = 0;             // 32
-    virtual void SetCheckCallbackRegisteredInProcess() = 0;      // 33
+    virtual void SetPostResultHook() = 0;                        // 31
+    virtual void RemovePostResultHook() = 0;                     // 32
+    virtual void SetCallbackCheck() = 0;                         // 33
     virtual void* GetISteamInventory(HSteamUser user, HSteamPipe pipe,
                                      const char* version) = 0;                               // 34
     virtual void* GetISteamVideo(HSteamUser user, HSteamPipe pipe, const char* version) = 0; // 35

@@ -70,9 +70,8 @@ private slots:
                                &Client::GetISteamHTTP, &Client::GetISteamUnifiedMessages, &Client::GetISteamController,
                                &Client::GetISteamUGC));
         QVERIFY(stand_in_order(27, &Client::GetISteamAppList, &Client::GetISteamMusic, &Client::GetISteamMusicRemote,
-                               &Client::GetISteamHTMLSurface, &Client::SetPostAPIResultInProcess,
-                               &Client::RemovePostAPIResultInProcess, &Client::SetCheckCallbackRegisteredInProcess,
-                               &Client::GetISteamInventory, &Client::GetISteamVideo));
+                               &Client::GetISteamHTMLSurface, &Client::SetPostResultHook, &Client::RemovePostResultHook,
+                               &Client::SetCallbackCheck, &Client::GetISteamInventory, &Client::GetISteamVideo));
         using UGC = ISteamUGC;
         QVERIFY(stand_in_order(0, &UGC::CreateQueryUserUGCRequest, &UGC::CreateQueryAllUGCRequest,
                                &UGC::CreateQueryUGCDetailsRequest, &UGC::SendQueryUGCRequest, &UGC::GetQueryUGCResult,
