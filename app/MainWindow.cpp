@@ -43,6 +43,13 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent), ui(new Ui_MainWin
     preview_colours.setBrush(QPalette::Window, Qt::white);
     ui->ModPreview->setPalette(preview_colours);
 
+    // The ground of this button is fixed, so its writing must not follow the desktop either.
+    QPalette button_colours = ui->ChangePreview->palette();
+    button_colours.setBrush(QPalette::Active, QPalette::ButtonText, Qt::black);
+    button_colours.setBrush(QPalette::Inactive, QPalette::ButtonText, Qt::black);
+    button_colours.setBrush(QPalette::Disabled, QPalette::ButtonText, Qt::darkGray);
+    ui->ChangePreview->setPalette(button_colours);
+
     // A mod's name and version are shown as they are, never as markup.
     ui->ModName->setTextFormat(Qt::PlainText);
     ui->ModVersion->setTextFormat(Qt::PlainText);
