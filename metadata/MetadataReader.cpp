@@ -1,5 +1,6 @@
 #include "metadata/ModParser.h"
 
+#include "metadata/WholeFile.h"
 #include "metadata/XmlLimits.h"
 
 #include <QCoreApplication>
@@ -122,6 +123,7 @@ bool ModParser::ParseMetadata(QString path, ModDescriptor& descriptor)
     // After the default: a version made of letters only ends up empty and stays so.
     descriptor.version.remove(QRegularExpression(QStringLiteral("[^0-9.]")));
 
+    RemoveUnfinished(path);
     descriptor.SaveMetadata();
     s_ParseMetadataResult = translated("Success");
     return true;

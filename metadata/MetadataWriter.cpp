@@ -1,9 +1,10 @@
 #include "metadata/ModParser.h"
 
 #include "app/MainWindow.h"
+#include "metadata/WholeFile.h"
 
+#include <QBuffer>
 #include <QCoreApplication>
-#include <QSaveFile>
 #include <QXmlStreamWriter>
 
 #include <algorithm>
@@ -54,17 +55,13 @@ void write_document(const ModParser::ModDescriptor& mod, QIODevice& device)
     xml.writeEndDocument();
 }
 
-/// Replaces the file whole or not at all: whatever happens half-way, the old one is still there.
 void save(const ModParser::ModDescriptor& mod)
 {
     const QString format = QCoreApplication::translate("", "%1/%2");
-    QSaveFile file(format.arg(mod.folder_path, QStringLiteral("metadata.xml")));
-    // Some folders let a file be changed but no new one in.
-    file.setDirectWriteFallback(true);
-    if (!file.open(QIODevice::WriteOnly))
-        return;
-    write_document(mod, file);
-    file.commit();
+    QBuffer document;
+    document.open(QIODevice::WriteOnly);
+    write_document(mod, document);
+    WriteWholeFile(format.arg(mod.folder_path, QStringLiteral("metadata.xml")), document.data());
 }
 
 } // namespace

@@ -81,7 +81,7 @@ private slots:
         QFETCH(QStringList, words);
         write_file(folder->path() + "/store/practice.json", script.isEmpty() ? "{}" : script);
         QProcess program;
-        program.start(probe_beside(library), {"start"});
+        program.start(probe_beside(library), {"wait", "200"});
         QVERIFY(program.waitForFinished());
         QCOMPARE(program.exitStatus(), QProcess::NormalExit);
         QCOMPARE(program.exitCode(), 0);
@@ -105,7 +105,7 @@ private slots:
         const QString program = probe_beside(good_library());
         const auto upload = [&] {
             auto process = QSharedPointer<QProcess>::create();
-            process->start(program, {"upload", mod + "/metadata.xml"});
+            process->start(program, {"load", mod + "/metadata.xml", "upload", "stay"});
             return process;
         };
         const auto in_journal = [this](const QByteArray& words) {

@@ -1,0 +1,107 @@
+#include "metadata/WholeFile.h"
+
+#include <QByteArray>
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <filesystem>
+#include <system_error>
+
+#if defined(Q_OS_WIN)
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace {
+
+/// The beginning of the names under which new files grow up. Hidden, and nobody else's.
+QString hidden_prefix(const QFileInfo& file)
+{
+    return QLatin1Char('.') + file.fileName() + QStringLiteral(".saving-");
+}
+
+std::filesystem::path native_path(const QString& path)
+{
+#if defined(Q_OS_WIN)
+    return path.toStdWString();
+#else
+    return QFile::encodeName(path).toStdString();
+#endif
+}
+
+/// Takes the file out of the system's memory onto the disk, so that a power cut finds it whole.
+bool reaches_disk(QFile& file)
+{
+    if (!file.flush())
+        return false;
+#if defined(Q_OS_WIN)
+    return _commit(file.handle()) == 0;
+#else
+    return fsync(file.handle()) == 0;
+#endif
+}
+
+/// Unlike QFile::rename this replaces a file that is there, in one step.
+bool replace(const QString& old_path, const QString& new_path)
+{
+    std::error_code error;
+    std::filesystem::rename(native_path(new_path), native_path(old_path), error);
+    return !error;
+}
+
+/// Grows the file before it touches what is there: only that can fail for want of space.
+bool write_in_place(const QString& path, const QByteArray& content)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly | QIODevice::Unbuffered))
+        return false;
+    const qint64 old_size = file.size();
+    if (content.size() > old_size) {
+        const QByteArray tail = content.mid(static_cast<int>(old_size));
+        if (!file.seek(old_size) || file.write(tail) != tail.size()) {
+            file.resize(old_size);
+            return false;
+        }
+    }
+    return file.seek(0) && file.write(content) == content.size() && file.resize(content.size())
+           && reaches_disk(file);
+}
+
+} // namespace
+
+bool WriteWholeFile(const QString& path, const QByteArray& content)
+{
+    const QFileInfo old(path);
+    if (old.exists() && !old.isWritable())
+        return false;
+    const QString target = old.exists() ? old.canonicalFilePath() : path;
+    const QFileInfo place(target);
+
+    // Not QSaveFile: what that leaves when the process is killed looks like any of the mod's files,
+    // could never be taken away again, and would go to the Workshop.
+    const QString process = QString::number(QCoreApplication::applicationPid());
+    QFile fresh(place.path() + QLatin1Char('/') + hidden_prefix(place) + process);
+    if (!fresh.open(QIODevice::WriteOnly))
+        return write_in_place(target, content);
+    if (old.exists())
+        fresh.setPermissions(place.permissions()); // not every file system has them
+    const bool is_whole = fresh.write(content) == content.size() && reaches_disk(fresh);
+    fresh.close();
+    if (is_whole && replace(target, fresh.fileName()))
+        return true;
+    fresh.remove();
+    return false;
+}
+
+void RemoveUnfinished(const QString& path)
+{
+    const QFileInfo place(QFileInfo(path).canonicalFilePath());
+    QDir folder = place.dir();
+    const QStringList pattern{hidden_prefix(place) + QLatin1Char('*')};
+    for (const QString& name : folder.entryList(pattern, QDir::Files | QDir::Hidden)) {
+        folder.remove(name);
+    }
+}

@@ -1,0 +1,18 @@
+#pragma once
+
+class QByteArray;
+class QString;
+
+/// Replaces the file at `path` by one with this content, whole or not at all: when the disk is full
+/// or the process is killed, the old file is still there. Goes through a link to the file behind it
+/// and keeps the permissions. In a folder that takes no new files the old file itself is written,
+/// and only a kill in that moment can damage it.
+///
+/// Returns false when the file keeps its old content: it is read-only, its folder is missing, the
+/// disk is full. Two programs may write the same file at once; the later one wins. Not for several
+/// threads.
+bool WriteWholeFile(const QString& path, const QByteArray& content);
+
+/// Removes the hidden files that programs have left beside `path` when they were killed in the
+/// middle of WriteWholeFile. It lists the folder. A program that is just writing keeps the old file.
+void RemoveUnfinished(const QString& path);

@@ -1,0 +1,88 @@
+"""What the scripts share that put the program through a trial: the program as a process of its own,
+driven by its arguments, with a Practice Workshop and a folder that goes when the trial is over."""
+
+import argparse
+import os
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+
+
+class Failed(Exception):
+    """A bound that was broken, in words."""
+
+
+def parser(doc, about):
+    """A command line with --help and --build."""
+    result = argparse.ArgumentParser(description=doc, epilog=about,
+                                     formatter_class=argparse.RawDescriptionHelpFormatter)
+    result.add_argument("--build", type=pathlib.Path, default=ROOT / "build/dev",
+                        help="the build folder (build/dev); it must hold the tests")
+    return result
+
+
+def run(play, doc, about, options=()):
+    """Plays `play(trial, arguments)` in a fresh folder and returns the exit code: 1 if it failed.
+
+    `options` are (name, settings) for argparse.
+    """
+    command_line = parser(doc, about)
+    for name, settings in options:
+        command_line.add_argument(name, **settings)
+    arguments = command_line.parse_args()
+    needed = [arguments.build / "probe/probe", arguments.build / "bin/libsteam_api.so"]
+    for file in needed:
+        if not file.exists():
+            command_line.error(f"{file} is missing; scripts/build makes it")
+    with tempfile.TemporaryDirectory() as folder:
+        try:
+            play(Trial(pathlib.Path(folder), *needed), arguments)
+        except Failed as failure:
+            print(f"{pathlib.Path(sys.argv[0]).name}: FAILED: {failure}", file=sys.stderr)
+            return 1
+    return 0
+
+
+class Trial:
+    """The probe (tests/Probe.cpp tells what it does) beside a Steam library, in a fresh folder."""
+
+    def __init__(self, folder, probe, library):
+        self.folder = folder
+        # Copies: only beside itself does the program look for the Steam library.
+        self.probe = shutil.copy2(probe, folder)
+        shutil.copy2(library, folder)
+        self.store = folder / "store"
+        self.environment = dict(os.environ, QT_QPA_PLATFORM="offscreen", LC_ALL="C.UTF-8",
+                                PRACTICE_WORKSHOP_DIR=str(self.store))
+        self.new_store()
+
+    def new_store(self, script="{}"):
+        """An empty store; `script` is its practice.json."""
+        shutil.rmtree(self.store, ignore_errors=True)
+        self.store.mkdir()
+        (self.store / "practice.json").write_text(script)
+
+    def start(self, *tasks, **settings):
+        """Starts the probe; the caller ends it."""
+        return subprocess.Popen([self.probe, *map(str, tasks)], env=self.environment,
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, **settings)
+
+    def log(self, *tasks, seconds=60, **settings):
+        """Runs the probe to its end and returns the lines of its log.
+
+        A crash, a hang and any other end than a good one is a failure of the trial.
+        """
+        process = self.start(*tasks, **settings)
+        try:
+            out, errors = process.communicate(timeout=seconds)
+        except subprocess.TimeoutExpired as hang:
+            process.kill()
+            process.communicate()
+            raise Failed(f"{tasks} took more than {seconds} seconds") from hang
+        if process.returncode != 0:
+            raise Failed(f"{tasks} ended with {process.returncode}\n{errors}")
+        return out.splitlines()[:-1]
