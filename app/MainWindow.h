@@ -16,8 +16,9 @@ class UploadDialog;
 /// which everything that Steam reports is delivered. GUI thread only.
 ///
 /// Its actions are in a source file for each group: MainWindowPanel (the mod information panel),
-/// MainWindowIntake (choosing, dropping and watching "metadata.xml"), MainWindowUpload (upload and
-/// view), MainWindowEditing (preview, visibility and tags).
+/// MainWindowIntake (choosing, dropping and watching "metadata.xml", fetching the preview),
+/// MainWindowUpload (upload with its progress, view), MainWindowEditing (choosing a preview,
+/// visibility and tags).
 class MainWindow : public QMainWindow
 {
     Q_OBJECT

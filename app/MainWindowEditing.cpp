@@ -18,13 +18,6 @@ void MainWindow::on_ChangePreview_clicked()
     ui->ModPreview->setPixmap(PreviewPicture::FromFile(path));
 }
 
-void MainWindow::preview_image_downloaded(const QPixmap& preview, void* user)
-{
-    QLabel* const label = static_cast<MainWindow*>(user)->ui->ModPreview;
-    label->setScaledContents(true);
-    label->setPixmap(preview);
-}
-
 /// Also runs when the program selects an entry: once while the window is built, with no mod loaded,
 /// and when a mod of another visibility is shown.
 void MainWindow::on_ModVisibility_currentIndexChanged(int Index)

@@ -3,14 +3,12 @@
 #include "ui_MainWindow.h"
 
 #include "widgets/Logger.h"
-#include "widgets/UploadDialog.h"
 #include "workshop/SteamWrapper.h"
 
 #include <QDropEvent>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QMimeData>
-#include <QMovie>
 #include <QUrl>
 
 #include <algorithm>
@@ -88,13 +86,16 @@ void MainWindow::fetch_workshop_preview()
     }
 }
 
-void MainWindow::forward_upload_progress()
+void MainWindow::preview_image_downloaded(const QPixmap& preview, void* user)
 {
-    if (!upload_dialog)
-        return;
-    const int progress = SteamWrapper::GetInstance()->GetUploadModProgress();
-    if (progress > 0)
-        upload_dialog->UpdateProgress(progress);
+    QLabel* const label = static_cast<MainWindow*>(user)->ui->ModPreview;
+    label->setScaledContents(true);
+    label->setPixmap(preview);
+}
+
+void MainWindow::NotifyMetadataUpdated()
+{
+    last_metadata_time = QDateTime::currentDateTime();
 }
 
 /// Reads the loaded file again when something else has changed it. Always the last mod that was

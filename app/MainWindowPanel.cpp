@@ -39,11 +39,6 @@ void MainWindow::refresh_mod_information_ui()
     }
 }
 
-void MainWindow::NotifyMetadataUpdated()
-{
-    last_metadata_time = QDateTime::currentDateTime();
-}
-
 void MainWindow::enable_all_ui(bool enable)
 {
     enable_processing_ui(enable);

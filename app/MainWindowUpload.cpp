@@ -32,6 +32,15 @@ void MainWindow::on_SubmitButton_clicked()
     upload_dialog->show();
 }
 
+void MainWindow::forward_upload_progress()
+{
+    if (!upload_dialog)
+        return;
+    const int progress = SteamWrapper::GetInstance()->GetUploadModProgress();
+    if (progress > 0)
+        upload_dialog->UpdateProgress(progress);
+}
+
 void MainWindow::mod_upload_result_received(bool success, void* user)
 {
     auto* const window = static_cast<MainWindow*>(user);
