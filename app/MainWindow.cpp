@@ -3,6 +3,7 @@
 #include "ui_MainWindow.h"
 
 #include "app/FitText.h"
+#include "metadata/Visibility.h"
 #include "widgets/Logger.h"
 #include "workshop/SteamWrapper.h"
 
@@ -112,9 +113,8 @@ void MainWindow::fill_tag_list()
 
 void MainWindow::fill_visibility_box()
 {
-    ui->ModVisibility->addItem(QStringLiteral("Public"));
-    ui->ModVisibility->addItem(QStringLiteral("Friends Only"));
-    ui->ModVisibility->addItem(QStringLiteral("Private"));
+    for (const char* const visibility : ModParser::visibilities)
+        ui->ModVisibility->addItem(QLatin1String(visibility));
 }
 
 void MainWindow::update()

@@ -2,6 +2,7 @@
 
 #include "ui_MainWindow.h"
 
+#include "metadata/Visibility.h"
 #include "widgets/PreviewPicture.h"
 
 #include <QFileDialog>
@@ -22,19 +23,8 @@ void MainWindow::on_ChangePreview_clicked()
 /// and when a mod of another visibility is shown.
 void MainWindow::on_ModVisibility_currentIndexChanged(int Index)
 {
-    switch (Index) {
-    case 0:
-        mod_descriptor.visibility = tr("Public");
-        break;
-    case 1:
-        mod_descriptor.visibility = tr("Friends Only");
-        break;
-    case 2:
-        mod_descriptor.visibility = tr("Private");
-        break;
-    default:
-        break;
-    }
+    if (Index >= 0) // -1 stands for no entry
+        mod_descriptor.visibility = tr(ModParser::visibilities[Index]);
     mod_descriptor.SaveMetadata();
 }
 

@@ -2,21 +2,7 @@
 
 #include "ui_MainWindow.h"
 
-namespace {
-
-/// The entry of the visibility box for a visibility text, "Public" for any unknown one.
-int visibility_index(const QString& visibility)
-{
-    const QLatin1String names[] = {QLatin1String("public"), QLatin1String("friends only"),
-                                   QLatin1String("private")};
-    for (int index = 0; index < 3; ++index) {
-        if (visibility.compare(names[index], Qt::CaseInsensitive) == 0)
-            return index;
-    }
-    return 0;
-}
-
-} // namespace
+#include "metadata/Visibility.h"
 
 void MainWindow::refresh_mod_information_ui()
 {
@@ -30,7 +16,7 @@ void MainWindow::refresh_mod_information_ui()
     if (!mod_descriptor.description.isEmpty())
         ui->ModDescription->setPlainText(mod_descriptor.description);
 
-    ui->ModVisibility->setCurrentIndex(visibility_index(mod_descriptor.visibility));
+    ui->ModVisibility->setCurrentIndex(ModParser::visibility_index(mod_descriptor.visibility));
 
     for (int row = 0; row < ui->ModTags->count(); ++row) {
         QListWidgetItem* const item = ui->ModTags->item(row);

@@ -1,6 +1,7 @@
 #include "workshop/SteamWrapper.h"
 
 #include "app/MainWindow.h"
+#include "metadata/Visibility.h"
 #include "steam/ISteamUGC.h"
 #include "steam/SteamApi.h"
 #include "widgets/Logger.h"
@@ -14,11 +15,11 @@ namespace {
 
 ERemoteStoragePublishedFileVisibility to_steam_visibility(const QString& visibility)
 {
-    if (visibility.compare(QLatin1String("friends only"), Qt::CaseInsensitive) == 0)
-        return k_ERemoteStoragePublishedFileVisibilityFriendsOnly;
-    if (visibility.compare(QLatin1String("private"), Qt::CaseInsensitive) == 0)
-        return k_ERemoteStoragePublishedFileVisibilityPrivate;
-    return k_ERemoteStoragePublishedFileVisibilityPublic;
+    static_assert(k_ERemoteStoragePublishedFileVisibilityPublic == 0
+                  && k_ERemoteStoragePublishedFileVisibilityFriendsOnly == 1
+                  && k_ERemoteStoragePublishedFileVisibilityPrivate == 2);
+    return static_cast<ERemoteStoragePublishedFileVisibility>(
+        ModParser::visibility_index(visibility));
 }
 
 /// The whole "metadata.xml" as UTF-8, empty if it cannot be read.
