@@ -1,5 +1,6 @@
 #include "metadata/ModParser.h"
 
+#include "metadata/TextFields.h"
 #include "metadata/WholeFile.h"
 #include "metadata/XmlLimits.h"
 
@@ -22,11 +23,6 @@ bool fail(const QString& reason)
 {
     ModParser::s_ParseMetadataResult = reason;
     return false;
-}
-
-QString child_text(const QDomElement& root, const QString& name)
-{
-    return root.firstChildElement(name).text();
 }
 
 /// Every element from the first "tag" on that has an "id" counts, whatever its name, up to the
@@ -103,13 +99,9 @@ bool ModParser::ParseMetadata(QString path, ModDescriptor& descriptor)
     descriptor.folder_path = path.left(path.lastIndexOf(QLatin1Char('/')));
 
     const QDomElement root = document.firstChildElement(QStringLiteral("metadata"));
-    descriptor.name = child_text(root, QStringLiteral("name"));
-    descriptor.directory = child_text(root, QStringLiteral("directory"));
-    descriptor.id = child_text(root, QStringLiteral("id"));
-    descriptor.description = child_text(root, QStringLiteral("description"));
-    descriptor.version = child_text(root, QStringLiteral("version"));
+    for (const TextField& field : text_fields)
+        descriptor.*field.member = root.firstChildElement(QLatin1String(field.element)).text();
     descriptor.preview_path.clear();
-    descriptor.visibility = child_text(root, QStringLiteral("visibility"));
     descriptor.tags = read_tags(root);
 
     const QString folder_name = path.section(QLatin1Char('/'), -2, -2);

@@ -1,6 +1,7 @@
 #include "metadata/ModParser.h"
 
 #include "app/MainWindow.h"
+#include "metadata/TextFields.h"
 #include "metadata/WholeFile.h"
 
 #include <QBuffer>
@@ -41,12 +42,8 @@ void write_document(const ModParser::ModDescriptor& mod, QIODevice& device)
     xml.setAutoFormatting(true);
     xml.writeStartDocument();
     xml.writeStartElement(QStringLiteral("metadata"));
-    xml.writeTextElement(QStringLiteral("name"), storable(mod.name));
-    xml.writeTextElement(QStringLiteral("directory"), storable(mod.directory));
-    xml.writeTextElement(QStringLiteral("id"), storable(mod.id));
-    xml.writeTextElement(QStringLiteral("description"), storable(mod.description));
-    xml.writeTextElement(QStringLiteral("version"), storable(mod.version));
-    xml.writeTextElement(QStringLiteral("visibility"), storable(mod.visibility));
+    for (const ModParser::TextField& field : ModParser::text_fields)
+        xml.writeTextElement(QLatin1String(field.element), storable(mod.*field.member));
     for (const QString& tag : mod.tags) {
         xml.writeEmptyElement(QStringLiteral("tag"));
         xml.writeAttribute(QStringLiteral("id"), storable(tag));
