@@ -1,11 +1,16 @@
 #include "Support.h"
 
+#include "metadata/TextFields.h"
 #include "steam/SteamLibrary.h"
 
+#include <QBuffer>
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QImage>
+#include <QJsonArray>
+#include <QJsonDocument>
 #include <QPlainTextEdit>
 #include <QRegularExpression>
 #include <QTextBlock>
@@ -26,9 +31,44 @@ QByteArray read_file(const QString& path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
+QByteArray test_file(const QString& name)
+{
+    return read_file(QString(TEST_FOLDER "/") + name);
+}
+
 QByteArray metadata(const QByteArray& body)
 {
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<metadata>" + body + "</metadata>\n";
+}
+
+QByteArray picture(const QSize& size, Qt::GlobalColor colour)
+{
+    QImage image(size, QImage::Format_RGB32);
+    image.fill(colour);
+    QBuffer buffer;
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "PNG");
+    return buffer.data();
+}
+
+QString text_of(const QJsonValue& value)
+{
+    const QJsonArray repeated = value.toArray();
+    return value.isArray() ? repeated.at(0).toString().repeated(repeated.at(1).toInt()) : value.toString();
+}
+
+void change(ModParser::ModDescriptor& mod, const QJsonObject& changes)
+{
+    const auto set = [&changes](const char* name, QString& field) {
+        if (changes.contains(name))
+            field = text_of(changes.value(name));
+    };
+    for (const ModParser::TextField& field : ModParser::text_fields)
+        set(field.element, mod.*field.member);
+    set("folder_path", mod.folder_path);
+    set("preview_path", mod.preview_path);
+    if (changes.contains("tags"))
+        mod.tags = changes.value("tags").toVariant().toStringList();
 }
 
 Practice::Practice() : library(QCoreApplication::applicationDirPath() + '/' + SteamLibraryFileName())
@@ -101,4 +141,36 @@ QStringList enabled_controls(const QWidget& window)
     const auto is_disabled = [&window](const QString& name) { return !window.findChild<QWidget*>(name)->isEnabled(); };
     names.erase(std::remove_if(names.begin(), names.end(), is_disabled), names.end());
     return names;
+}
+
+void add_cases(const QString& file, const QString& list)
+{
+    QByteArray json;
+    for (const QByteArray& line : test_file(file).split('\n'))
+        json += line.startsWith("//") ? QByteArray() : line;
+    const QJsonDocument document = QJsonDocument::fromJson(json);
+    QTest::addColumn<QJsonObject>("test_case");
+    for (const QJsonValue& value : list.isEmpty() ? document.array() : document.object().value(list).toArray())
+        add_row(qPrintable(value.toObject().value("name").toString()), value.toObject());
+}
+
+void WindowTest::open_window()
+{
+    window.reset(); // before the new one: there is one wrapper for both
+    window.reset(new MainWindow);
+}
+
+void WindowTest::init()
+{
+    practice.reset(new Practice);
+    folder.reset(new QTemporaryDir);
+    open_window();
+}
+
+void WindowTest::cleanup()
+{
+    window.reset();
+    QCOMPARE(practice->live_registrations(), 0);
+    if (practice->mistakes() != 0)
+        QFAIL(qPrintable(practice->journal().filter("mistake").join('\n')));
 }

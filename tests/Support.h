@@ -1,7 +1,11 @@
 #pragma once
 
+#include "app/MainWindow.h"
+
 #include <QByteArray>
+#include <QJsonObject>
 #include <QLibrary>
+#include <QScopedPointer>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -13,8 +17,20 @@ void write_file(const QString& path, const QByteArray& bytes);
 /// The bytes of the file at `path`; a null array when it cannot be read.
 QByteArray read_file(const QString& path);
 
+/// The file `name` in the folder of the tests.
+QByteArray test_file(const QString& name);
+
 /// A metadata file with `body` as the content of its root.
 QByteArray metadata(const QByteArray& body);
+
+/// A PNG of one colour.
+QByteArray picture(const QSize& size, Qt::GlobalColor colour = Qt::darkCyan);
+
+/// The text of a case: as it stands, or [text, times] for a long one.
+QString text_of(const QJsonValue& value);
+
+/// Gives the fields of `mod` that `changes` names their new values.
+void change(ModParser::ModDescriptor& mod, const QJsonObject& changes);
 
 /// The Practice Workshop beside the test executable, with a store of its own that dies with it.
 class Practice
@@ -46,7 +62,9 @@ private:
     QLibrary library;
 };
 
-class QWidget;
+const QString black = "#000000 ";
+const QString green = "#008800 ";
+const QString red = "#aa0000 ";
 
 /// The lines of the window's log, each as its colour, a blank and its text; line breaks inside a
 /// line as " | ".
@@ -68,3 +86,29 @@ void add_row(const char* name, const Values&... values)
     QTestData& row = QTest::newRow(name);
     (row << ... << values);
 }
+
+/// A row for each case in a JSON file of this folder, in the column "test_case"; of the list `list` if the file
+/// holds several. Lines that begin with "//" are comments.
+void add_cases(const QString& file, const QString& list = QString());
+
+/// A test that has a window of its own, with a Practice Workshop and a folder for its mods.
+class WindowTest : public QObject
+{
+    Q_OBJECT
+
+protected:
+    /// Opens a new window in place of the one that is open.
+    virtual void open_window();
+
+    /// The log without the two lines of the start.
+    QStringList log() const { return log_of(*window).mid(2); }
+
+    QScopedPointer<Practice> practice;
+    QScopedPointer<QTemporaryDir> folder;
+    QScopedPointer<MainWindow> window;
+
+protected slots:
+    void init();
+    /// Ends the test: no registration may be left, no rule of Steam may have been broken.
+    void cleanup();
+};

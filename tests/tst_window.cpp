@@ -29,10 +29,6 @@
 
 namespace {
 
-const QString black = "#000000 ";
-const QString green = "#008800 ";
-const QString red = "#aa0000 ";
-
 /// Waits for modal dialogs and menus while the program runs them, hands each to `act` and closes
 /// what is still open afterwards, so that a failed test cannot leave the program waiting for ever.
 class ModalDriver
@@ -60,27 +56,6 @@ private:
     QTimer timer;
     std::function<void(QWidget&)> action;
 };
-
-/// Types a path into Qt's own file dialog and confirms it.
-void choose_file(QWidget& dialog, const QString& path)
-{
-    auto* edit = dialog.findChild<QLineEdit*>("fileNameEdit");
-    if (!edit)
-        return;
-    edit->setText(path);
-    QMetaObject::invokeMethod(&dialog, "accept");
-}
-
-QByteArray picture(const QSize& size, QRgb colour)
-{
-    QImage image(size, QImage::Format_RGB32);
-    image.fill(colour);
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
-    return bytes;
-}
 
 /// The widget and all that stands in it, from the back to the front, a line each.
 QStringList describe(const QWidget& widget, const QString& indent = QString())
@@ -138,7 +113,7 @@ public slots:
 
 /// The window as a user meets it: driven by the names of its controls, judged by what it shows and
 /// by what lies on disk.
-class tst_window : public QObject
+class tst_window : public WindowTest
 {
     Q_OBJECT
 
@@ -157,17 +132,31 @@ private:
 
     QString mod_file(const QString& mod = "MyMod") const { return folder->path() + "/" + mod + "/metadata.xml"; }
     QString saved(const QString& mod = "MyMod") const { return QString::fromUtf8(read_file(mod_file(mod))); }
-    QStringList log() const { return log_of(*window).mid(2); }
     void click(const char* name) const { QTest::mouseClick(&button(name), Qt::LeftButton); }
     QWidget* upload_dialog() const { return window->findChild<QDialog*>("UploadDialog"); }
 
-    void open_window()
+    void open_window() override
     {
-        window.reset();
-        window.reset(new MainWindow);
+        WindowTest::open_window();
         window->show();
         QApplication::setActiveWindow(window.get());
         QVERIFY(QTest::qWaitForWindowActive(window.get()));
+    }
+
+    /// Presses the button and types a path into the file dialog that opens, or closes it if there is none to type.
+    /// Returns what the dialog is called and what it offers.
+    QString choose_file(const char* button_name, const QString& path) const
+    {
+        QString shown;
+        ModalDriver driver([&](QWidget& dialog) {
+            shown += dialog.windowTitle() + ": " + static_cast<QFileDialog&>(dialog).nameFilters().join('|');
+            if (path.isEmpty())
+                return;
+            dialog.findChild<QLineEdit*>("fileNameEdit")->setText(path);
+            QMetaObject::invokeMethod(&dialog, "accept");
+        });
+        click(button_name);
+        return shown;
     }
 
     void load(const QByteArray& body, const QString& mod = "MyMod")
@@ -224,29 +213,10 @@ private:
         write_file(mod_file(), bytes);
     }
 
-    QScopedPointer<Practice> practice;
-    QScopedPointer<QTemporaryDir> folder;
-    QScopedPointer<MainWindow> window;
-
 private slots:
-    void init()
-    {
-        practice.reset(new Practice);
-        folder.reset(new QTemporaryDir);
-        open_window();
-    }
-
-    void cleanup()
-    {
-        window.reset();
-        QCOMPARE(practice->live_registrations(), 0);
-        if (practice->mistakes() != 0)
-            QFAIL(qPrintable(practice->journal().filter("mistake").join('\n')));
-    }
-
     void has_the_form_it_is_known_by()
     {
-        QCOMPARE(describe(*window).join(QString()), QString::fromUtf8(read_file(FORM)));
+        QCOMPARE(describe(*window).join(QString()), QString::fromUtf8(test_file("form.txt")));
         window->resize(900, 900);
         QCOMPARE(window->size(), QSize(730, 470));
         QVERIFY(editor("OutputLog").isReadOnly());
@@ -335,23 +305,9 @@ private slots:
     void chooses_a_mod_in_the_file_dialog()
     {
         write_file(mod_file(), metadata("<name>Lamp</name>"));
-        QString title;
-        QStringList filters;
-        {
-            ModalDriver cancelling([&](QWidget& dialog) {
-                title = dialog.windowTitle();
-                filters = static_cast<QFileDialog&>(dialog).nameFilters();
-            });
-            click("ChooseMetadata");
-            QCOMPARE(cancelling.count, 1);
-        }
-        QCOMPARE(title, QString("Choose Metadata"));
-        QCOMPARE(filters, QStringList{"Metadata (metadata.xml)"});
+        QCOMPARE(choose_file("ChooseMetadata", QString()), QString("Choose Metadata: Metadata (metadata.xml)"));
         QCOMPARE(log(), QStringList());
-
-        ModalDriver choosing([this](QWidget& dialog) { choose_file(dialog, mod_file()); });
-        click("ChooseMetadata");
-        QCOMPARE(choosing.count, 1);
+        choose_file("ChooseMetadata", mod_file());
         QCOMPARE(log(), (QStringList{green + "Processing 'MyMod/metadata.xml'... Success",
                                      black + "Ready to upload mod 'Lamp'"}));
     }
@@ -393,26 +349,18 @@ private slots:
         QCOMPARE(log().size(), lines);
     }
 
-    void enables_what_a_mod_allows_data()
-    {
-        add_columns<QByteArray, bool>("body", "can_view");
-        add_row("no item", QByteArray("<id>0</id>"), false);
-        add_row("id that is no number", QByteArray("<id>12x</id>"), false);
-        add_row("negative", QByteArray("<id>-1</id>"), false);
-        add_row("an item", QByteArray("<id>123</id>"), true);
-        add_row("the largest id", QByteArray("<id>18446744073709551615</id>"), true);
-    }
-
     void enables_what_a_mod_allows()
     {
-        QFETCH(QByteArray, body);
-        QFETCH(bool, can_view);
-        load(body);
-        QStringList expected{"ChooseMetadata", "SubmitButton",   "ChangeNotes", "ModVisibility",
-                             "ChangePreview",  "ModDescription", "ModTags"};
-        if (can_view)
-            expected << "ViewButton";
-        QCOMPARE(enabled_controls(*window), expected);
+        const QStringList but_viewing{"ChooseMetadata", "SubmitButton",   "ChangeNotes", "ModVisibility",
+                                      "ChangePreview",  "ModDescription", "ModTags"};
+        for (const char* id : {"0", "12x", "-1"}) {
+            load(QByteArray("<id>") + id + "</id>");
+            QCOMPARE(enabled_controls(*window), but_viewing);
+        }
+        for (const char* id : {"123", "18446744073709551615"}) {
+            load(QByteArray("<id>") + id + "</id>");
+            QCOMPARE(enabled_controls(*window), but_viewing + QStringList{"ViewButton"});
+        }
     }
 
     void locks_up_after_a_failed_read_and_keeps_the_mod()
@@ -422,20 +370,20 @@ private slots:
         window->process_metadata_file(mod_file("Bad"), "Processing");
         QCOMPARE(enabled_controls(*window), QStringList{"ChooseMetadata"});
         QCOMPARE(label("ModName").text(), QString("Name: Good"));
-        QCOMPARE(log().mid(2).value(0), red + "Processing 'Bad/metadata.xml'... Failed");
+        QCOMPARE(log().value(2), red + "Processing 'Bad/metadata.xml'... Failed");
         // The reason is markup to the log: the tag in it does not show and the wide gap closes.
-        QCOMPARE(log().mid(2).value(1), red
-                                            + "No tag found in specified metadata file. Please see the "
-                                              "sample metadata.xml file for reference");
+        QCOMPARE(
+            log().value(3),
+            red + "No tag found in specified metadata file. Please see the sample metadata.xml file for reference");
 
         // The watch stays on the mod that is still loaded.
         edit_outside(metadata("<name>Better</name>"));
         QTRY_COMPARE(label("ModName").text(), QString("Name: Better"));
 
         window->process_metadata_file("metadata.xml", "Processing");
-        QCOMPARE(log().mid(6).value(0), red + "Processing 'metadata.xml'... Failed");
+        QCOMPARE(log().value(6), red + "Processing 'metadata.xml'... Failed");
         window->process_metadata_file("Bad/metadata.xml", "Processing");
-        QCOMPARE(log().mid(8).value(0), red + "Processing 'Bad/metadata.xml'... Failed");
+        QCOMPARE(log().value(8), red + "Processing 'Bad/metadata.xml'... Failed");
     }
 
     void shows_the_mod()
@@ -495,17 +443,14 @@ private slots:
 
         edit_outside(metadata("<name>Two</name>"));
         QTRY_COMPARE(log().size(), 4);
-        QCOMPARE(log().at(2), green
-                                  + "Detected metadata change, reprocessing 'MyMod/metadata.xml'... "
-                                    "Success");
+        const QString reread = "Detected metadata change, reprocessing 'MyMod/metadata.xml'... ";
+        QCOMPARE(log().at(2), green + reread + "Success");
         QCOMPARE(label("ModName").text(), QString("Name: Two"));
         QCOMPARE(window->GetModDescriptor().preview_path, QString());
 
         edit_outside("<broken");
         QTRY_COMPARE(log().size(), 6);
-        QCOMPARE(log().at(4), red
-                                  + "Detected metadata change, reprocessing 'MyMod/metadata.xml'... "
-                                    "Failed");
+        QCOMPARE(log().at(4), red + reread + "Failed");
         QCOMPARE(enabled_controls(*window), QStringList{"ChooseMetadata"});
         QTest::qWait(150);
         QCOMPARE(log().size(), 6); // once for each change
@@ -628,9 +573,8 @@ private slots:
     void clears_panes_from_their_menu_data()
     {
         add_columns<QByteArray>("pane_name");
-        add_row("log", QByteArray("OutputLog"));
-        add_row("change notes", QByteArray("ChangeNotes"));
-        add_row("description", QByteArray("ModDescription"));
+        for (const char* name : {"OutputLog", "ChangeNotes", "ModDescription"})
+            add_row(name, QByteArray(name));
     }
 
     void clears_panes_from_their_menu()
@@ -674,34 +618,19 @@ private slots:
     {
         load("");
         const QString path = folder->path() + "/preview.png";
-        write_file(path, picture(QSize(20, 10), qRgb(200, 0, 0)));
-        QString title;
-        QStringList filters;
-        {
-            ModalDriver choosing([&](QWidget& dialog) {
-                title = dialog.windowTitle();
-                filters = static_cast<QFileDialog&>(dialog).nameFilters();
-                choose_file(dialog, path);
-            });
-            click("ChangePreview");
-        }
-        QCOMPARE(title, QString("Choose Preview"));
-        QCOMPARE(filters, QStringList{"Mod Preview Files (*.png *.jpg *.bmp)"});
+        write_file(path, picture(QSize(20, 10), Qt::red));
+        QCOMPARE(choose_file("ChangePreview", path), QString("Choose Preview: Mod Preview Files (*.png *.jpg *.bmp)"));
         QCOMPARE(label("ModPreview").pixmap(Qt::ReturnByValue).size(), QSize(20, 10));
         QCOMPARE(window->GetModDescriptor().preview_path, path);
         QVERIFY(!saved().contains("preview"));
         QCOMPARE(log().size(), 2);
 
-        {
-            ModalDriver cancelling([](QWidget&) {});
-            click("ChangePreview");
-        }
+        choose_file("ChangePreview", QString());
         QCOMPARE(window->GetModDescriptor().preview_path, path);
 
         // Not a picture: nothing to show, but it is what will be sent.
         write_file(folder->path() + "/bad.png", "not a picture");
-        ModalDriver choosing([&](QWidget& dialog) { choose_file(dialog, folder->path() + "/bad.png"); });
-        click("ChangePreview");
+        choose_file("ChangePreview", folder->path() + "/bad.png");
         QVERIFY(label("ModPreview").pixmap(Qt::ReturnByValue).isNull());
         QCOMPARE(window->GetModDescriptor().preview_path, folder->path() + "/bad.png");
     }
@@ -710,7 +639,7 @@ private slots:
     {
         load("<name>Lamp</name>");
         window->GetModDescriptor().preview_path = folder->path() + "/preview.png";
-        write_file(folder->path() + "/preview.png", picture(QSize(64, 64), qRgb(0, 0, 200)));
+        write_file(folder->path() + "/preview.png", picture(QSize(64, 64), Qt::blue));
         click("SubmitButton");
         QTRY_VERIFY(!upload_dialog());
         const QByteArray body = "<id>" + window->GetModDescriptor().id.toUtf8() + "</id>";
