@@ -3,14 +3,11 @@
 #include "app/MainWindow.h"
 #include "widgets/Logger.h"
 
-#include <QBuffer>
 #include <QComboBox>
 #include <QContextMenuEvent>
 #include <QDesktopServices>
-#include <QDir>
 #include <QDropEvent>
 #include <QFileDialog>
-#include <QGroupBox>
 #include <QImage>
 #include <QLabel>
 #include <QLineEdit>
@@ -57,8 +54,20 @@ private:
     std::function<void(QWidget&)> action;
 };
 
+/// The rows of a list or a box; a box before the text of those that can be checked.
+QString describe_rows(const QAbstractItemModel& model)
+{
+    QStringList rows;
+    for (int row = 0; row < model.rowCount(); ++row) {
+        const QModelIndex index = model.index(row, 0);
+        const bool is_checkable = index.flags() & Qt::ItemIsUserCheckable && index.data(Qt::CheckStateRole).isValid();
+        rows << (is_checkable ? "[] " : "") + index.data().toString();
+    }
+    return rows.join(" / ");
+}
+
 /// The widget and all that stands in it, from the back to the front, a line each.
-QStringList describe(const QWidget& widget, const QString& indent = QString())
+QString describe(const QWidget& widget, const QString& indent = QString())
 {
     const QRect place = widget.geometry();
     QString line = indent + widget.metaObject()->className() + ' ' + widget.objectName();
@@ -67,18 +76,21 @@ QStringList describe(const QWidget& widget, const QString& indent = QString())
     else
         line += QString(" %1,%2").arg(place.x()).arg(place.y());
     line += QString(" %1x%2").arg(place.width()).arg(place.height());
-    for (const char* name : {"windowTitle", "text", "title", "readOnly", "acceptDrops", "autoFillBackground",
-                             "scaledContents", "flat", "default", "alignment", "frameShadow", "styleSheet"}) {
+    for (const char* name :
+         {"windowTitle", "text", "title", "readOnly", "acceptDrops", "autoFillBackground", "scaledContents", "flat",
+          "default", "alignment", "frameShadow", "styleSheet", "modal", "value", "maximum"}) {
         const QString value = widget.property(name).toString();
         if (!value.isEmpty() && value != "false" && value != "0")
             line += QString(", %1: %2").arg(name, value);
     }
-    QStringList lines{line + '\n'};
+    if (const auto* rows = widget.findChild<QAbstractItemModel*>(QString(), Qt::FindDirectChildrenOnly))
+        line += ", rows: " + describe_rows(*rows);
+    line += '\n';
     for (const QObject* child : widget.children()) {
         if (child->isWidgetType() && !child->objectName().startsWith("qt_") && !child->objectName().isEmpty())
-            lines << describe(static_cast<const QWidget&>(*child), indent + "  ");
+            line += describe(static_cast<const QWidget&>(*child), indent + "  ");
     }
-    return lines;
+    return line;
 }
 
 /// The number of pixels that the text of a label has changed.
@@ -216,10 +228,9 @@ private:
 private slots:
     void has_the_form_it_is_known_by()
     {
-        QCOMPARE(describe(*window).join(QString()), QString::fromUtf8(test_file("form.txt")));
+        QCOMPARE(describe(*window).split('\n'), QString::fromUtf8(test_file("form.txt")).split('\n'));
         window->resize(900, 900);
         QCOMPARE(window->size(), QSize(730, 470));
-        QVERIFY(editor("OutputLog").isReadOnly());
         for (const auto group : {QPalette::Active, QPalette::Inactive}) {
             QCOMPARE(editor("OutputLog").palette().color(group, QPalette::Base), QColor(Qt::lightGray));
             QCOMPARE(label("ModPreview").palette().color(group, QPalette::Window), QColor(Qt::white));
@@ -232,23 +243,8 @@ private slots:
                                                black + "Please choose a mod to upload..."}));
         QCOMPARE(enabled_controls(*window), QStringList{"ChooseMetadata"});
 
-        const auto& tags = control<QListWidget>("ModTags");
-        QStringList names;
-        for (int row = 0; row < tags.count(); ++row) {
-            names << tags.item(row)->text();
-            QVERIFY(tags.item(row)->flags() & Qt::ItemIsUserCheckable);
-        }
-        QCOMPARE(names.join(", "),
-                 QString("Lua, Items, Active Items, Trinkets, Pills, Cards, Pickups, Player Characters, "
-                         "Familiars, Babies, Rooms, Floors, Enemies, Bosses, Hazards, Challenges, "
-                         "Tweaks, Removals, Graphics, Shaders, Sound Effects, Music"));
         QCOMPARE(checked_tags(), QStringList());
-
-        const auto& box = control<QComboBox>("ModVisibility");
-        QCOMPARE((QStringList{box.itemText(0), box.itemText(1), box.itemText(2)}),
-                 (QStringList{"Public", "Friends Only", "Private"}));
-        QCOMPARE(box.count(), 3);
-        QCOMPARE(box.currentIndex(), 0);
+        QCOMPARE(control<QComboBox>("ModVisibility").currentIndex(), 0);
     }
 
     void shows_every_fixed_text_whole_data()
@@ -678,14 +674,11 @@ private slots:
         click("SubmitButton");
 
         QVERIFY(upload_dialog());
-        QVERIFY(upload_dialog()->isVisible() && upload_dialog()->isModal());
-        QCOMPARE(upload_dialog()->windowTitle(), QString("Uploading mod 'Lamp'"));
-        QCOMPARE(upload_dialog()->size(), QSize(312, 67));
-        const auto* bar = upload_dialog()->findChild<QProgressBar*>("UploadProgress");
-        QCOMPARE(bar->geometry(), QRect(10, 20, 301, 23));
-        QCOMPARE(bar->value(), 24);
-        QCOMPARE(bar->minimum(), 0);
-        QCOMPARE(bar->maximum(), 100);
+        QVERIFY(upload_dialog()->isVisible());
+        QCOMPARE(
+            describe(*upload_dialog()),
+            QString("UploadDialog UploadDialog flags 0x3 312x67, windowTitle: Uploading mod 'Lamp', modal: true\n"
+                    "  QProgressBar UploadProgress 10,20 301x23, text: 24%, alignment: 1, value: 24, maximum: 100\n"));
         QVERIFY(saved().contains("<version>1.9</version>")); // not before Steam has answered
 
         QTRY_VERIFY(!upload_dialog());
@@ -809,7 +802,6 @@ private slots:
         editor("ModDescription").setPlainText("Unsaved");
         window.reset();
         QVERIFY(saved().contains("<description>Unsaved</description>"));
-        QCOMPARE(practice->live_registrations(), 0);
     }
 };
 

@@ -3,7 +3,6 @@
 #include "app/MainWindow.h"
 #include "workshop/SteamWrapper.h"
 
-#include <QBuffer>
 #include <QCryptographicHash>
 #include <QDir>
 #include <QJsonArray>
