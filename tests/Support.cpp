@@ -74,27 +74,20 @@ void change(ModParser::ModDescriptor& mod, const QJsonObject& changes)
 Practice::Practice() : library(QCoreApplication::applicationDirPath() + '/' + SteamLibraryFileName())
 {
     qputenv("PRACTICE_WORKSHOP_DIR", QFile::encodeName(store()));
-    resolve<void (*)()>("PracticeWorkshop_Reset")();
+    call<void>("PracticeWorkshop_Reset");
 }
 
-template<typename Function>
-Function Practice::resolve(const char* name)
+QFunctionPointer Practice::resolve(const char* name)
 {
     const QFunctionPointer function = library.resolve(name);
     if (!function)
         qFatal("the Practice Workshop has no %s", name);
-    return reinterpret_cast<Function>(function);
-}
-
-bool Practice::tell(const QByteArray& json)
-{
-    return resolve<int (*)(const char*)>("PracticeWorkshop_Control")(json.constData()) == 1;
+    return function;
 }
 
 QStringList Practice::journal()
 {
-    const char* text = resolve<const char* (*)()>("PracticeWorkshop_Journal")();
-    return QString::fromUtf8(text).split('\n', Qt::SkipEmptyParts);
+    return QString::fromUtf8(call<const char*>("PracticeWorkshop_Journal")).split('\n', Qt::SkipEmptyParts);
 }
 
 QString Practice::conversation()
@@ -102,21 +95,6 @@ QString Practice::conversation()
     QStringList lines = journal();
     const int last_fetched = lines.lastIndexOf(QRegularExpression("^ISteamClient::.*"));
     return lines.mid(last_fetched + 1).join('\n');
-}
-
-void Practice::forget()
-{
-    resolve<void (*)()>("PracticeWorkshop_ClearJournal")();
-}
-
-int Practice::mistakes()
-{
-    return resolve<int (*)()>("PracticeWorkshop_Mistakes")();
-}
-
-int Practice::live_registrations()
-{
-    return resolve<int (*)()>("PracticeWorkshop_LiveRegistrations")();
 }
 
 QStringList log_of(const QWidget& window)

@@ -40,23 +40,28 @@ public:
     Practice();
 
     /// Sets what happens next; false when the library has rejected it.
-    bool tell(const QByteArray& json);
+    bool tell(const QByteArray& json) { return call<int>("PracticeWorkshop_Control", json.constData()) == 1; }
 
     /// Everything the library was asked for since the start or `forget`, one line a call.
     QStringList journal();
     /// The same from the first line after the interfaces were fetched.
     QString conversation();
-    void forget();
+    void forget() { call<void>("PracticeWorkshop_ClearJournal"); }
 
-    int mistakes();
-    int live_registrations();
+    int mistakes() { return call<int>("PracticeWorkshop_Mistakes"); }
+    int live_registrations() { return call<int>("PracticeWorkshop_LiveRegistrations"); }
 
     QString store() const { return store_folder.path(); }
     QString item(const QString& id, const QString& file) const { return store() + "/items/" + id + "/" + file; }
 
 private:
-    template<typename Function>
-    Function resolve(const char* name);
+    QFunctionPointer resolve(const char* name);
+
+    template<typename Result, typename... Arguments>
+    Result call(const char* name, Arguments... arguments)
+    {
+        return reinterpret_cast<Result (*)(Arguments...)>(resolve(name))(arguments...);
+    }
 
     QTemporaryDir store_folder;
     QLibrary library;

@@ -300,7 +300,6 @@ private slots:
             write_file(folder() + "/" + name, "x");
         QVERIFY(ModParser::validate_mod_directory(folder()));
         QVERIFY(ModParser::validate_mod_directory(folder() + "/not there"));
-        QVERIFY(ModParser::validate_mod_directory(QString()));
         QCOMPARE(ModParser::GetParseMetadataResult(), QString("as before"));
     }
 

@@ -111,18 +111,6 @@ int count_ink(QLabel& label)
 
 } // namespace
 
-/// Takes the place of the browser.
-class Browser : public QObject
-{
-    Q_OBJECT
-
-public:
-    QList<QUrl> opened;
-
-public slots:
-    void open(const QUrl& url) { opened << url; }
-};
-
 /// The window as a user meets it: driven by the names of its controls, judged by what it shows and
 /// by what lies on disk.
 class tst_window : public WindowTest
@@ -177,6 +165,14 @@ private:
         window->process_metadata_file(mod_file(mod), "Processing");
     }
 
+    /// Puts a text into an editor, then goes elsewhere.
+    void write_into(const char* name, const QString& text) const
+    {
+        editor(name).setFocus();
+        editor(name).setPlainText(text);
+        button("ChooseMetadata").setFocus();
+    }
+
     QStringList checked_tags() const
     {
         const auto& list = control<QListWidget>("ModTags");
@@ -224,6 +220,12 @@ private:
         QTest::qWait(20);
         write_file(mod_file(), bytes);
     }
+
+    QList<QUrl> opened;
+
+protected slots:
+    /// Takes the place of the browser.
+    void open_page(const QUrl& url) { opened << url; }
 
 private slots:
     void has_the_form_it_is_known_by()
@@ -316,9 +318,9 @@ private slots:
         add_row("among others, the first one counts",
                 QStringList{"file://%1/readme.txt", "file://%1/MyMod/metadata.xml", "file://%1/Other/metadata.xml"},
                 true, success);
-        add_row("another file", QStringList{"file://%1/metadata.xml.bak"}, false, "");
-        add_row("a folder", QStringList{"file://%1/MyMod"}, false, "");
-        add_row("other case", QStringList{"file://%1/MyMod/Metadata.xml"}, false, "");
+        add_row("other files, a folder",
+                QStringList{"file://%1/metadata.xml.bak", "file://%1/MyMod/Metadata.xml", "file://%1/MyMod"}, false,
+                "");
         add_row("nothing", QStringList(), false, "");
         add_row("only the end of the name is looked at here", QStringList{"file://%1/MyMod/oldmetadata.xml"}, true,
                 red + "Processing 'MyMod/oldmetadata.xml'... Failed");
@@ -528,9 +530,7 @@ private slots:
         QVERIFY(saved().contains("<description>Old"));
         editor("ChangeNotes").setFocus();
         QVERIFY(saved().contains("<description>New\ntext</description>"));
-        description.setFocus();
-        description.setPlainText("new\ntext ");
-        editor("ChangeNotes").setFocus();
+        write_into("ModDescription", "new\ntext ");
         QVERIFY(saved().contains("<description>new\ntext </description>"));
 
         QVERIFY(QFile::remove(mod_file()));
@@ -538,9 +538,7 @@ private slots:
         editor("ChangeNotes").setFocus();
         QVERIFY(!QFile::exists(mod_file())); // nothing changed, nothing written
 
-        description.setFocus();
-        description.clear();
-        editor("ChangeNotes").setFocus();
+        write_into("ModDescription", "");
         QVERIFY(saved().contains("<description></description>"));
         QCOMPARE(description.toPlainText(), QString("Enter Mod Description"));
     }
@@ -555,13 +553,9 @@ private slots:
         editor("ModDescription").setFocus();
         QCOMPARE(editor("ChangeNotes").toPlainText(), QString("Enter Change Notes"));
         QCOMPARE(editor("ChangeNotes").blockCount(), 1);
-        editor("ChangeNotes").setFocus();
-        QTest::keyClicks(&editor("ChangeNotes"), " ");
-        editor("ModDescription").setFocus();
+        write_into("ChangeNotes", " ");
         QCOMPARE(editor("ChangeNotes").toPlainText(), QString(" "));
-        editor("ChangeNotes").setFocus();
-        editor("ChangeNotes").setPlainText("enter change notes"); // not the prompt
-        editor("ModDescription").setFocus();
+        write_into("ChangeNotes", "enter change notes"); // not the prompt
         editor("ChangeNotes").setFocus();
         QCOMPARE(editor("ChangeNotes").toPlainText(), QString("enter change notes"));
     }
@@ -783,13 +777,11 @@ private slots:
 
     void opens_the_workshop_page()
     {
-        Browser browser;
-        QDesktopServices::setUrlHandler("https", &browser, "open");
+        QDesktopServices::setUrlHandler("https", this, "open_page");
         load("<id>123456789012</id>");
         click("ViewButton");
         QDesktopServices::unsetUrlHandler("https");
-        QCOMPARE(browser.opened,
-                 QList<QUrl>{QUrl("https://steamcommunity.com/sharedfiles/filedetails/?id=123456789012")});
+        QCOMPARE(opened, QList<QUrl>{QUrl("https://steamcommunity.com/sharedfiles/filedetails/?id=123456789012")});
     }
 
     void closes_in_the_middle_of_everything()
