@@ -737,10 +737,12 @@ private slots:
         click("SubmitButton");
         QPointer<QWidget> dialog = upload_dialog();
         const auto* bar = dialog->findChild<QProgressBar*>("UploadProgress");
+        QList<int> seen;
+        connect(bar, &QProgressBar::valueChanged, [&seen](int value) { seen << value; });
         QTest::keyClick(dialog, Qt::Key_Escape);
         QVERIFY(dialog && !dialog->isVisible());
-        QTRY_VERIFY(bar->value() == 5); // a tenth of the half that is done
         QTRY_VERIFY(dialog.isNull());
+        QVERIFY(seen.contains(5)); // a tenth of the half that is done
         QVERIFY(log().last().startsWith(green + "Successfully uploaded"));
     }
 

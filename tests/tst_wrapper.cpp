@@ -97,6 +97,23 @@ private:
         return mod().id;
     }
 
+    /// Brings about what stands before the upload of a scenario.
+    void prepare(const QJsonObject& test_case)
+    {
+        const QString load = test_case.value("load").toString();
+        load == "published" ? void(publish()) : load_mod(load);
+        change(mod(), test_case.value("mod").toObject());
+        if (test_case.contains("picture")) {
+            mod().preview_path = folder->path() + "/other";
+            const int size = test_case.value("picture").toInt();
+            const QByteArray start = size < 0 ? QByteArray() : picture(QSize(30, 20));
+            write_file(mod().preview_path, start.leftJustified(qAbs(size), 'x', true));
+        }
+        QVERIFY(practice->tell(QJsonDocument(test_case.value("script").toObject()).toJson()));
+        if (test_case.value("marker").toBool())
+            write_file(mod_folder() + "/disable.it", "content goes");
+    }
+
     Caller caller;
 
 private slots:
@@ -224,26 +241,19 @@ private slots:
     void plays_the_scenarios()
     {
         QFETCH(QJsonObject, test_case);
-        const QString load = test_case.value("load").toString();
-        load == "published" ? void(publish()) : load_mod(load);
+        prepare(test_case);
         const QStringList log_before = log();
-
-        change(mod(), test_case.value("mod").toObject());
-        if (test_case.contains("picture")) {
-            mod().preview_path = folder->path() + "/other";
-            const int size = test_case.value("picture").toInt();
-            const QByteArray start = size < 0 ? QByteArray() : picture(QSize(30, 20));
-            write_file(mod().preview_path, start.leftJustified(qAbs(size), 'x', true));
-        }
-        QVERIFY(practice->tell(QJsonDocument(test_case.value("script").toObject()).toJson()));
-
+        const QString marker = mod_folder() + "/disable.it";
+        const bool has_marker = QFile::exists(marker);
         int lines_when_called = 0;
         caller.then = [&] { lines_when_called = log().size(); };
         upload(text_of(test_case.value("notes")));
+        QVERIFY(!QFile::exists(marker));
         QCOMPARE(pump_until_uploaded(), test_case.contains("ends"));
         if (test_case.contains("ends")) {
             QCOMPARE(caller.outcomes.first(), test_case.value("ends").toBool());
             QCOMPARE(lines_when_called, log().size()); // the log has it before the caller
+            QCOMPARE(QFile::exists(marker), has_marker);
         }
         if (test_case.contains("log"))
             QCOMPARE(log().mid(log_before.size()), test_case.value("log").toVariant().toStringList());
@@ -257,6 +267,11 @@ private slots:
             QCOMPARE(mod().id, test_case.value("id").toString());
             QVERIFY(read_file(mod_folder() + "/metadata.xml").contains("<id>" + mod().id.toUtf8() + "</id>"));
         }
+
+        QVERIFY(!QFile::exists(practice->item(mod().id, "content/disable.it")));
+        window.reset(); // also puts back what an upload without an answer has taken away
+        QCOMPARE(QFile::exists(marker), has_marker);
+        QVERIFY(read_file(marker).isEmpty());
     }
 
     void takes_a_script_from_people_and_names_its_mistakes()
@@ -300,37 +315,6 @@ private slots:
         // Twentieths, cut to whole tenths; 0 of 0 before and after the content.
         QCOMPARE(seen, (QList<int>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 0}));
         QCOMPARE(steam().GetUploadModProgress(), -1);
-    }
-
-    void hides_the_disable_marker_during_an_upload_data()
-    {
-        add_columns<bool, QByteArray, bool>("had_marker", "script", "closed_early");
-        add_row("success", true, QByteArray("{}"), false);
-        add_row("failure", true, QByteArray(R"({"submit_results": [2]})"), false);
-        add_row("closed before the answer", true, QByteArray("{}"), true);
-        add_row("there was none", false, QByteArray("{}"), false);
-        add_row("there was none, closed", false, QByteArray("{}"), true);
-    }
-
-    void hides_the_disable_marker_during_an_upload()
-    {
-        QFETCH(bool, had_marker);
-        QFETCH(QByteArray, script);
-        QFETCH(bool, closed_early);
-        const QString marker = mod_folder() + "/disable.it";
-        const QString id = publish();
-        if (had_marker)
-            write_file(marker, "content goes");
-        QVERIFY(practice->tell(script));
-        upload();
-        QVERIFY(!QFile::exists(marker));
-        if (closed_early)
-            window.reset();
-        else
-            QVERIFY(pump_until_uploaded());
-        QCOMPARE(QFile::exists(marker), had_marker);
-        QCOMPARE(read_file(marker).size(), 0);
-        QVERIFY(!QFile::exists(practice->item(id, "content/disable.it")));
     }
 
     void answers_only_the_newest_upload()
