@@ -49,7 +49,7 @@ bool ModParser::validate_mod_directory(QString folder)
         return true;
 
     QStringList offending;
-    const int parent_length = folder.lastIndexOf(QLatin1Char('/')) + 1;
+    const auto parent_length = folder.lastIndexOf(QLatin1Char('/')) + 1;
     QDirIterator entries(folder, QDirIterator::Subdirectories);
     while (entries.hasNext()) {
         const QString path = entries.next();

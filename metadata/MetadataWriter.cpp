@@ -84,7 +84,7 @@ void ModParser::ModDescriptor::DecrementVersion()
 
 void ModParser::ModDescriptor::modify_version(int delta)
 {
-    const int dot = version.lastIndexOf(QLatin1Char('.'));
+    const auto dot = version.lastIndexOf(QLatin1Char('.'));
     const qint64 number = version.mid(dot + 1).toInt(); // 0 when it is no number
     const qint64 changed = std::max<qint64>(0, number + delta);
     if (dot >= 0)

@@ -93,7 +93,7 @@ QStringList Practice::journal()
 QString Practice::conversation()
 {
     QStringList lines = journal();
-    const int last_fetched = lines.lastIndexOf(QRegularExpression("^ISteamClient::.*"));
+    const auto last_fetched = lines.lastIndexOf(QRegularExpression("^ISteamClient::.*"));
     return lines.mid(last_fetched + 1).join('\n');
 }
 

@@ -5,7 +5,8 @@
 #include <QDir>
 #include <QJsonArray>
 #include <QTest>
-#include <QTextCodec>
+
+#include <map>
 
 using ModParser::ModDescriptor;
 
@@ -178,8 +179,13 @@ private slots:
     {
         const QString text = QString::fromUtf8("<?xml version=\"1.0\" encoding=\"%1\"?>\r\n<metadata>\r\n"
                                                "<description>\xC3\xA9ins\r\nzwei</description>\r\n</metadata>\r\n");
-        for (const char* encoding : {"UTF-8", "ISO-8859-1", "UTF-16"}) {
-            write_file(file(), QTextCodec::codecForName(encoding)->fromUnicode(text.arg(encoding)));
+        const QString wide = QChar(0xFEFF) + text.arg("UTF-16");
+        const std::map<const char*, QByteArray> files{
+            {"UTF-8", text.arg("UTF-8").toUtf8()},
+            {"ISO-8859-1", text.arg("ISO-8859-1").toLatin1()},
+            {"UTF-16", QByteArray(reinterpret_cast<const char*>(wide.utf16()), int(wide.size()) * 2)}};
+        for (const auto& [encoding, bytes] : files) {
+            write_file(file(), bytes);
             ModDescriptor mod;
             QVERIFY2(ModParser::ParseMetadata(file(), mod), encoding);
             if (qstrcmp(encoding, "UTF-16") == 0)

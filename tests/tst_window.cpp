@@ -13,6 +13,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMenu>
+#include <QMetaProperty>
 #include <QMimeData>
 #include <QMovie>
 #include <QPlainTextEdit>
@@ -79,7 +80,11 @@ QString describe(const QWidget& widget, const QString& indent = QString())
     for (const char* name :
          {"windowTitle", "text", "title", "readOnly", "acceptDrops", "autoFillBackground", "scaledContents", "flat",
           "default", "alignment", "frameShadow", "styleSheet", "modal", "value", "maximum"}) {
-        const QString value = widget.property(name).toString();
+        const QVariant property = widget.property(name);
+        const auto& meta = *widget.metaObject();
+        // As a number: the names of flags are written differently by each Qt.
+        const bool is_enum = meta.property(meta.indexOfProperty(name)).isEnumType();
+        const QString value = is_enum ? QString::number(property.toInt()) : property.toString();
         if (!value.isEmpty() && value != "false" && value != "0")
             line += QString(", %1: %2").arg(name, value);
     }
@@ -342,7 +347,7 @@ private slots:
         QMimeData other;
         other.setUrls({QUrl("file:///readme.txt")});
         QDropEvent event(QPoint(5, 5), Qt::CopyAction, &other, Qt::LeftButton, Qt::NoModifier);
-        const int lines = log().size();
+        const auto lines = log().size();
         QApplication::sendEvent(window.get(), &event);
         QCOMPARE(log().size(), lines);
     }

@@ -245,7 +245,7 @@ private slots:
         const QStringList log_before = log();
         const QString marker = mod_folder() + "/disable.it";
         const bool has_marker = QFile::exists(marker);
-        int lines_when_called = 0;
+        decltype(log().size()) lines_when_called = 0;
         caller.then = [&] { lines_when_called = log().size(); };
         upload(text_of(test_case.value("notes")));
         QVERIFY(!QFile::exists(marker));
@@ -412,7 +412,7 @@ private slots:
         if (kind == "ok")
             write_file(practice->item(mod().id, "preview"), picture(QSize(9, 9)).leftJustified(12'000'000, 'x'));
         mod().name = "Other";
-        const int lines_before = log().size();
+        const auto lines_before = log().size();
         fetch_preview();
         QTRY_COMPARE((steam().Update(), caller.previews.size()), answers);
         QTRY_COMPARE((steam().Update(), practice->live_registrations()), 0);

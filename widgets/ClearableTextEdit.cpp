@@ -14,7 +14,7 @@ ClearableTextEdit::ClearableTextEdit(QWidget* parent) : QPlainTextEdit(parent)
 void ClearableTextEdit::mousePressEvent(QMouseEvent* e)
 {
     if (e->button() == Qt::RightButton)
-        run_menu(e->localPos().toPoint());
+        run_menu(e->pos());
     QPlainTextEdit::mousePressEvent(e);
 }
 
