@@ -1,9 +1,19 @@
 #include "app/MainWindow.h"
+#include "qt/Differences.h"
 
 #include <QApplication>
 #include <QIcon>
 
 namespace {
+
+// Windows has clean steps between whole factors, and one and a half is to be one and a half.
+// Elsewhere the factor may be worked out from the size of the screen; rounding keeps the noise of
+// that (1.0017, say) from blurring every line.
+#if defined(Q_OS_WIN)
+constexpr auto rounding = Qt::HighDpiScaleFactorRoundingPolicy::PassThrough;
+#else
+constexpr auto rounding = Qt::HighDpiScaleFactorRoundingPolicy::Round;
+#endif
 
 QIcon program_icon()
 {
@@ -18,15 +28,8 @@ QIcon program_icon()
 
 int main(int argc, char** argv)
 {
-    QApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
-    QApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
-#if defined(Q_OS_WIN)
-    // Windows has clean steps between whole factors, and one and a half is to be one and a half.
-    // Elsewhere the factor may be worked out from the size of the screen; rounding keeps the noise
-    // of that (1.0017, say) from blurring every line.
-    QApplication::setHighDpiScaleFactorRoundingPolicy(
-        Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
-#endif
+    QtDifferences::FollowScale();
+    QApplication::setHighDpiScaleFactorRoundingPolicy(rounding);
 
     QApplication application(argc, argv);
     QApplication::setWindowIcon(program_icon());

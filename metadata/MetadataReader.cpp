@@ -3,6 +3,7 @@
 #include "metadata/TextFields.h"
 #include "metadata/WholeFile.h"
 #include "metadata/XmlLimits.h"
+#include "qt/Differences.h"
 
 #include <QCoreApplication>
 #include <QDomDocument>
@@ -69,7 +70,7 @@ bool ModParser::validate_metadata_file(QString path, QDomDocument& document)
     file.setTextModeEnabled(mark != QByteArray("\xFF\xFE") && mark != QByteArray("\xFE\xFF"));
     const QByteArray xml = file.read(XmlLimits::max_bytes + 1);
     if (!XmlLimits::Check(xml, message, line, column)
-        || !document.setContent(xml, true, &message, &line, &column)) {
+        || !QtDifferences::SetContent(document, xml, message, line, column)) {
         return fail(translated("Failed to parse specified metadata file: "
                                "error at line %1, column %2:\n%3")
                         .arg(QString::number(line), QString::number(column), message));

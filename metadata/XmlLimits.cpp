@@ -2,7 +2,8 @@
 
 #include <QXmlSimpleReader>
 
-// The DOM reads with this very parser, deprecated as it is; any other would see another document.
+// The document is built with this very parser, deprecated as it is; any other would see another
+// document.
 QT_WARNING_PUSH
 QT_WARNING_DISABLE_DEPRECATED
 

@@ -1,5 +1,7 @@
 #include "widgets/PreviewPicture.h"
 
+#include "qt/Differences.h"
+
 #include <QBuffer>
 #include <QFile>
 #include <QImageReader>
@@ -17,6 +19,7 @@ QPixmap decode(QIODevice& device)
     const QSize size = reader.size(); // from the header, nothing is unpacked yet
     if (!size.isValid() || qint64{size.width()} * size.height() > max_pixels)
         return QPixmap();
+    QtDifferences::LiftPictureLimit(); // this one was the limit
     return QPixmap::fromImageReader(&reader);
 }
 

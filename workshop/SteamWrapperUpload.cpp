@@ -2,6 +2,7 @@
 
 #include "app/MainWindow.h"
 #include "metadata/Visibility.h"
+#include "qt/Differences.h"
 #include "steam/ISteamUGC.h"
 #include "steam/SteamApi.h"
 #include "widgets/Logger.h"
@@ -29,7 +30,7 @@ QByteArray read_metadata_text(const QString& folder_path)
     if (!file.open(QIODevice::ReadOnly))
         return QByteArray();
     QTextStream stream(&file);
-    stream.setCodec("UTF-8"); // not the locale's
+    QtDifferences::ReadUtf8(stream); // not the locale's
     return stream.readAll().toUtf8();
 }
 

@@ -1,0 +1,26 @@
+#pragma once
+
+class QByteArray;
+class QDomDocument;
+class QString;
+class QTextStream;
+
+/// The places where Qt 5 and Qt 6 must be treated differently for the program to behave the same.
+/// The only ones: all other sources are right for both.
+namespace QtDifferences {
+
+/// Lets the program follow the scale of the screen. To be called before the application is made.
+void FollowScale();
+
+/// Lifts the toolkit's own limit for the memory of a picture.
+void LiftPictureLimit();
+
+/// Makes `stream` read UTF-8, whatever the locale.
+void ReadUtf8(QTextStream& stream);
+
+/// Builds `document` from `xml`, with namespaces. Returns false for XML that is not well-formed,
+/// and sets `message`, `line` and `column`.
+bool SetContent(QDomDocument& document, const QByteArray& xml, QString& message, int& line,
+                int& column);
+
+} // namespace QtDifferences
