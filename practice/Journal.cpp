@@ -14,7 +14,7 @@ namespace practice {
 namespace {
 
 // A journal that nobody looks at must not fill the disk.
-constexpr std::uintmax_t kLargestFile = 4 * 1024 * 1024;
+constexpr std::uintmax_t kLargestFile = std::uintmax_t{4} * 1024 * 1024;
 
 struct Journal
 {
@@ -28,7 +28,7 @@ struct Journal
 // Never destroyed, so that a call made while the process ends still finds it.
 Journal& TheJournal()
 {
-    static Journal* const journal = new Journal;
+    static auto* const journal = new Journal;
     return *journal;
 }
 

@@ -17,7 +17,7 @@ namespace {
 
 using json = nlohmann::ordered_json; // complaints come in the order of the file
 
-constexpr std::int64_t kLargestStep = 1024 * 1024 * 1024; // bytes for one pump
+constexpr std::int64_t kLargestStep = std::int64_t{1024} * 1024 * 1024; // bytes for one pump
 constexpr std::int64_t kMostPumps = 1000000;
 constexpr std::int64_t kLongestDelay = 600000; // milliseconds
 

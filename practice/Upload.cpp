@@ -17,7 +17,7 @@ namespace {
 constexpr std::size_t kLongestTitle = 128;
 constexpr std::size_t kLongestText = 7999; // 8000 with the terminator
 constexpr std::size_t kSmallestPreview = 16;
-constexpr std::size_t kPreviewTooLarge = 1024 * 1024;
+constexpr std::size_t kPreviewTooLarge = std::size_t{1024} * 1024;
 
 // Results of a submitted update.
 constexpr int kDone = 1;
@@ -313,7 +313,7 @@ void Upload::OpenFile(const ContentFile& file)
 
 void Upload::CopyPart(const ContentFile& file, std::uint64_t& budget)
 {
-    std::array<char, 65536> buffer;
+    std::array<char, 65536> buffer = {};
     while (budget > 0 && copied_of_file < file.size) {
         const auto wanted = std::min(
             {budget, file.size - copied_of_file, static_cast<std::uint64_t>(buffer.size())});

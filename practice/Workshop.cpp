@@ -52,7 +52,7 @@ void Introduce(const std::filesystem::path& folder)
 
 Workshop& TheWorkshop()
 {
-    static Workshop* const workshop = new Workshop;
+    static auto* const workshop = new Workshop;
     return *workshop;
 }
 

@@ -16,8 +16,8 @@ using UGCUpdateHandle_t = std::uint64_t;
 
 /// The call number of a call that Steam did not accept.
 constexpr SteamAPICall_t k_uAPICallInvalid = 0;
-constexpr UGCQueryHandle_t k_UGCQueryHandleInvalid = 0xFFFFFFFFFFFFFFFFu;
-constexpr UGCUpdateHandle_t k_UGCUpdateHandleInvalid = 0xFFFFFFFFFFFFFFFFu;
+constexpr UGCQueryHandle_t k_UGCQueryHandleInvalid = 0xFFFFFFFFFFFFFFFFU;
+constexpr UGCUpdateHandle_t k_UGCUpdateHandleInvalid = 0xFFFFFFFFFFFFFFFFU;
 
 /// A result code. Any 32-bit number may arrive; only the codes that the program acts on have names.
 enum EResult : std::int32_t {

@@ -20,7 +20,7 @@ QString line_format(Logger::eMessageType type)
     case Logger::Error:
         return QObject::tr("<font color=\"#aa0000\">%1</font>");
     }
-    return QString();
+    return {};
 }
 
 } // namespace

@@ -22,7 +22,7 @@ constexpr auto generation_attribute =
     static_cast<QNetworkRequest::Attribute>(QNetworkRequest::User + 1);
 
 /// The Workshop takes previews of less than 1 MiB; whatever sends much more is no preview.
-constexpr qint64 max_preview_bytes = 8 * 1024 * 1024;
+constexpr qint64 max_preview_bytes = qint64{8} * 1024 * 1024;
 constexpr int silence_timeout_ms = 30'000;
 
 QNetworkRequest preview_request(uint generation)

@@ -28,7 +28,7 @@ QByteArray read_metadata_text(const QString& folder_path)
 {
     QFile file(folder_path + QStringLiteral("/metadata.xml"));
     if (!file.open(QIODevice::ReadOnly))
-        return QByteArray();
+        return {};
     QTextStream stream(&file);
     QtDifferences::ReadUtf8(stream); // not the locale's
     return stream.readAll().toUtf8();
