@@ -119,16 +119,16 @@ bool GetQueryUGCPreviewURL(Interface* self, std::uint64_t handle, std::uint32_t 
                            std::uint32_t size) noexcept
 {
     return Guarded(false, [&] {
-        std::string address;
+        bool fits = false;
         const ItemQuery* const query = OpenQuery(self, "GetQueryUGCPreviewURL", handle);
         if (buffer == nullptr || size == 0) {
             Mistake(Method("GetQueryUGCPreviewURL") + " with nowhere to put the address");
         } else if (query != nullptr) {
-            address = PreviewAddress(*query, index);
-        }
-        const bool fits = !address.empty() && address.size() < size;
-        if (fits) {
-            std::memcpy(buffer, address.c_str(), address.size() + 1);
+            const std::string address = PreviewAddress(*query, index);
+            fits = !address.empty() && address.size() < size;
+            if (fits) {
+                std::memcpy(buffer, address.c_str(), address.size() + 1);
+            }
         }
         return Told(CallText(Method("GetQueryUGCPreviewURL"), handle, index, size), fits);
     });
