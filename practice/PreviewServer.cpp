@@ -42,6 +42,10 @@ std::string Digits(const std::string& bytes)
 class PreviewServer::Server
 {
 public:
+    Server() = default;
+    Server(const Server&) = delete;
+    Server& operator=(const Server&) = delete;
+
     ~Server()
     {
         {
@@ -169,7 +173,7 @@ bool PreviewServer::Start()
 #if !defined(_WIN32)
     // A program that ends without a shutdown must not take the ground from under the thread.
     // Windows has ended every other thread by the time that this could run.
-    struct StopAtExit
+    struct StopAtExit // NOLINT(cppcoreguidelines-special-member-functions): one, never copied
     {
         PreviewServer* previews;
         ~StopAtExit() { previews->Stop(); }

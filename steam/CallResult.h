@@ -59,6 +59,8 @@ public:
     using Handler = void (Target::*)(Result* result, bool io_failure);
 
     CCallResult() : CallResultBase(Result::k_iCallback) {}
+    CCallResult(const CCallResult&) = delete;
+    CCallResult& operator=(const CCallResult&) = delete;
     ~CCallResult() { Cancel(); }
 
     /// Waits for `new_call` instead of any earlier call, whose answer is then never delivered. A

@@ -8,6 +8,7 @@ class Ui_UploadDialog;
 class UploadDialog : public QDialog
 {
     Q_OBJECT
+    Q_DISABLE_COPY(UploadDialog)
 
 public:
     explicit UploadDialog(QWidget* parent = nullptr);
