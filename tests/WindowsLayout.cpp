@@ -11,7 +11,4 @@ struct Receiver
 };
 using Holder = CCallResult<Receiver, CreateItemResult_t>;
 Holder* make_holder();
-Holder* make_holder()
-{
-    return new Holder;
-}
+Holder* make_holder() { return new Holder; }

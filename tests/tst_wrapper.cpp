@@ -48,10 +48,7 @@ QString conversation_file(const QString& name)
     return QString::fromUtf8(test_file("conversations/" + name + ".txt").trimmed());
 }
 
-QJsonObject json_object(const QString& path)
-{
-    return QJsonDocument::fromJson(read_file(path)).object();
-}
+QJsonObject json_object(const QString& path) { return QJsonDocument::fromJson(read_file(path)).object(); }
 
 } // namespace
 
