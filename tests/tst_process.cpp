@@ -16,7 +16,7 @@ private:
     /// The probe in a folder with the given Steam library beside it, none if it is null.
     QString probe_beside(const QByteArray& library) const
     {
-        const QString program = folder->path() + "/" + QFileInfo(PROBE).fileName();
+        QString program = folder->path() + "/" + QFileInfo(PROBE).fileName();
         if (!QFile::copy(PROBE, program))
             qFatal("cannot copy the probe");
         if (!library.isNull())

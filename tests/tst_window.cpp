@@ -68,7 +68,7 @@ QString describe_rows(const QAbstractItemModel& model)
 }
 
 /// The widget and all that stands in it, from the back to the front, a line each.
-QString describe(const QWidget& widget, const QString& indent = QString())
+QString describe(const QWidget& widget, const QString& indent = QString()) // NOLINT(misc-no-recursion): a tree
 {
     const QRect place = widget.geometry();
     QString line = indent + widget.metaObject()->className() + ' ' + widget.objectName();
@@ -92,8 +92,9 @@ QString describe(const QWidget& widget, const QString& indent = QString())
         line += ", rows: " + describe_rows(*rows);
     line += '\n';
     for (const QObject* child : widget.children()) {
-        if (child->isWidgetType() && !child->objectName().startsWith("qt_") && !child->objectName().isEmpty())
-            line += describe(static_cast<const QWidget&>(*child), indent + "  ");
+        const auto* part = qobject_cast<const QWidget*>(child);
+        if (part != nullptr && !part->objectName().startsWith("qt_") && !part->objectName().isEmpty())
+            line += describe(*part, indent + "  ");
     }
     return line;
 }
@@ -295,7 +296,7 @@ private slots:
     {
         Logger::LogMessage("one<br>two %1", Logger::Warning);
         Logger::LogMessage("never seen", static_cast<Logger::eMessageType>(7));
-        Logger::LogMessage("never seen", static_cast<Logger::eMessageType>(~0u));
+        Logger::LogMessage("never seen", static_cast<Logger::eMessageType>(~0U));
         QCOMPARE(log(), (QStringList{"#888800 one | two %1", black, black}));
 
         Logger::Shutdown();
@@ -586,7 +587,7 @@ private slots:
         {
             ModalDriver dismissing([&](QWidget& menu) {
                 shown_at = menu.pos();
-                for (const QAction* action : static_cast<QMenu&>(menu).actions())
+                for (const QAction* action : dynamic_cast<QMenu&>(menu).actions())
                     entries << action->text();
             });
             QTest::mouseClick(pane.viewport(), Qt::LeftButton, {}, place);
@@ -602,7 +603,7 @@ private slots:
         QCOMPARE(shown_at, pane.mapToGlobal(place));
         QCOMPARE(pane.toPlainText(), QString("text"));
 
-        ModalDriver choosing([](QWidget& menu) { static_cast<QMenu&>(menu).actions().first()->trigger(); });
+        ModalDriver choosing([](QWidget& menu) { dynamic_cast<QMenu&>(menu).actions().first()->trigger(); });
         QTest::mouseClick(pane.viewport(), Qt::RightButton, {}, place);
         QCOMPARE(choosing.count, 1);
         QCOMPARE(pane.toPlainText(), QString()); // the prompt only returns when the focus leaves
