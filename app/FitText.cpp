@@ -6,6 +6,7 @@
 #include <QProxyStyle>
 #include <QStyleOptionButton>
 #include <QStyleOptionComboBox>
+#include <QtMath>
 
 #include <algorithm>
 #include <tuple>
@@ -23,11 +24,17 @@ struct PlacedText
     QSize room;
 };
 
-/// Whether the whole line of `placed` has room, above and below its letters too.
-bool fits(const PlacedText& placed, const QFont& font)
+/// How much of its room the fullest of the texts takes in this font, above and below its letters
+/// too. 1 is a tight fit.
+double fullness(const std::vector<PlacedText>& texts, const QFont& font)
 {
-    const QSizeF line = QFontMetricsF(font).size(Qt::TextSingleLine, placed.text);
-    return line.width() <= placed.room.width() && line.height() <= placed.room.height();
+    const QFontMetricsF metrics(font);
+    double fullest = 0;
+    for (const auto& [text, room] : texts) {
+        const QSizeF line = metrics.size(Qt::TextSingleLine, text);
+        fullest = std::max({fullest, line.width() / room.width(), line.height() / room.height()});
+    }
+    return fullest;
 }
 
 void add(std::vector<PlacedText>& texts, const QLabel& label)
@@ -69,8 +76,8 @@ public:
     }
 };
 
-/// Gives the controls, which stand together, the largest common font in which all their texts fit;
-/// their own font if it does.
+/// Gives the controls, which stand together, a common font in which all their texts fit; their own
+/// font if it does.
 template<typename... Controls>
 void fit_together(Controls&... controls)
 {
@@ -78,15 +85,14 @@ void fit_together(Controls&... controls)
     (add(texts, controls), ...);
 
     QFont font = std::get<0>(std::tie(controls...)).font();
-    const auto all_fit = [&] {
-        return std::all_of(texts.begin(), texts.end(),
-                           [&](const PlacedText& placed) { return fits(placed, font); });
-    };
-    if (all_fit())
+    const double full = fullness(texts, font);
+    if (full <= 1)
         return;
-    for (int size = QFontInfo(font).pixelSize(); size >= smallest_pixel_size; --size) {
+    // A line shrinks with its font, nearly. Every size that is tried costs the start a font.
+    for (int size = qFloor(QFontInfo(font).pixelSize() / full); size >= smallest_pixel_size;
+         --size) {
         font.setPixelSize(size);
-        if (all_fit())
+        if (fullness(texts, font) <= 1)
             break;
     }
     (controls.setFont(font), ...);

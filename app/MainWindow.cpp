@@ -90,6 +90,8 @@ ModParser::ModDescriptor& MainWindow::GetModDescriptor()
 void MainWindow::start_loading_movie()
 {
     loading_movie = new QMovie(QStringLiteral(":/resources/images/loading.gif"));
+    // It runs also while nobody sees it: after the first round its pictures are only exchanged.
+    loading_movie->setCacheMode(QMovie::CacheAll);
     loading_movie->setScaledSize(ui->ModPreview->size() / 2);
     loading_movie->start();
 }

@@ -18,7 +18,9 @@ constexpr auto rounding = Qt::HighDpiScaleFactorRoundingPolicy::Round;
 QIcon program_icon()
 {
     QIcon icon;
-    for (const int size : {16, 24, 32, 48, 64, 128, 256}) {
+    // The others are for menus, which take them from where they are installed: unpacking all of
+    // them would be felt at the start.
+    for (const int size : {16, 32, 64}) {
         icon.addFile(QStringLiteral(":/resources/icons/tarnwick-mod-uploader-%1.png").arg(size));
     }
     return icon;

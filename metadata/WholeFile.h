@@ -14,5 +14,6 @@ class QString;
 bool WriteWholeFile(const QString& path, const QByteArray& content);
 
 /// Removes the hidden files that programs have left beside `path` when they were killed in the
-/// middle of WriteWholeFile. It lists the folder. A program that is just writing keeps the old file.
+/// middle of WriteWholeFile. It lists the folder. A program that is just writing keeps the old
+/// file.
 void RemoveUnfinished(const QString& path);

@@ -31,10 +31,7 @@ QByteArray read_file(const QString& path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-QByteArray test_file(const QString& name)
-{
-    return read_file(QString(TEST_FOLDER "/") + name);
-}
+QByteArray test_file(const QString& name) { return read_file(QString(TEST_FOLDER "/") + name); }
 
 QByteArray metadata(const QByteArray& body)
 {
