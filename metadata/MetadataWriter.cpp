@@ -3,6 +3,7 @@
 #include "app/MainWindow.h"
 #include "metadata/TextFields.h"
 #include "metadata/WholeFile.h"
+#include "metadata/XmlLimits.h"
 
 #include <QBuffer>
 #include <QCoreApplication>
@@ -58,6 +59,10 @@ void save(const ModParser::ModDescriptor& mod)
     QBuffer document;
     document.open(QIODevice::WriteOnly);
     write_document(mod, document);
+    // Escaping lets a text grow up to six times. A file that the reader refuses would be the end of
+    // the mod, so what is there stays.
+    if (document.size() > XmlLimits::max_bytes)
+        return;
     WriteWholeFile(format.arg(mod.folder_path, QStringLiteral("metadata.xml")), document.data());
 }
 
