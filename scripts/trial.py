@@ -8,6 +8,7 @@ import shutil
 import subprocess
 import sys
 import tempfile
+import time
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 
@@ -86,3 +87,21 @@ class Trial:
         if process.returncode != 0:
             raise Failed(f"{tasks} ended with {process.returncode}\n{errors}")
         return out.splitlines()[:-1]
+
+    def measure(self, *tasks, seconds=60):
+        """Runs the probe to its end. Its log, its exit code (-1 after so many seconds), the time that
+        it took in seconds and its peak of memory in MiB."""
+        start = time.monotonic()
+        with open(self.folder / "out.txt", "w+", encoding="utf-8") as out:
+            process = subprocess.Popen([self.probe, *map(str, tasks)], env=self.environment,
+                                       stdout=out, stderr=subprocess.STDOUT)
+            ended = late = False
+            while not ended:  # not Popen.wait(): it keeps the use of memory to itself
+                time.sleep(0.005)
+                if not late and time.monotonic() - start > seconds:
+                    late = True
+                    process.kill()
+                ended, status, use = os.wait4(process.pid, os.WNOHANG)
+            process.returncode = -1 if late else os.waitstatus_to_exitcode(status)
+            out.seek(0)
+            return out.read(), process.returncode, time.monotonic() - start, use.ru_maxrss / 1024

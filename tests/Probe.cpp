@@ -1,6 +1,8 @@
 #include "Support.h"
 
 #include "app/MainWindow.h"
+#include "widgets/Logger.h"
+#include "widgets/PreviewPicture.h"
 #include "widgets/UploadDialog.h"
 
 #include <QApplication>
@@ -30,12 +32,20 @@ void upload(MainWindow& window)
         QTest::qWait(10);
 }
 
+void decode(const QString& path)
+{
+    const QPixmap picture = PreviewPicture::FromData(read_file(path));
+    const QString size = QString("%1x%2").arg(picture.width()).arg(picture.height());
+    Logger::LogMessage("picture " + (picture.isNull() ? "undecodable" : size), Logger::Success);
+}
+
 } // namespace
 
 // The program without its main(), for tests that need it as a process of its own. Its arguments are
 // done one after the other, with the heartbeat going on:
 //   load FILE      loads the metadata file
 //   describe TEXT  saves a description
+//   decode FILE    decodes a picture as if it had been downloaded and logs its size
 //   upload         uploads the mod and waits for the outcome
 //   remove PATH    removes a file or a folder with all that is in it
 //   wait MS        lets so many milliseconds go by
@@ -63,7 +73,9 @@ int main(int argc, char** argv)
         else if (task == "describe") {
             window.GetModDescriptor().description = tasks.takeFirst();
             window.GetModDescriptor().SaveMetadata();
-        } else if (task == "remove") {
+        } else if (task == "decode")
+            decode(tasks.takeFirst());
+        else if (task == "remove") {
             const QString path = tasks.takeFirst();
             if (!QFile::remove(path) && !QDir(path).removeRecursively())
                 qFatal("cannot remove %s", qPrintable(path));
