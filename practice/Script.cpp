@@ -150,10 +150,11 @@ const std::map<std::string, Setter>& Setters()
              s.answer_after_pumps = static_cast<int>(Whole(v, 1, kMostPumps));
          }},
         {"preview", [](Script& s, const json& v) { s.preview = Preview(v); }},
+        {"preview_url", [](Script& s, const json& v) { s.preview_url = Text(v); }},
         {"preview_delay_ms",
-         [](Script& s, const json& v) {
-             s.preview_delay = std::chrono::milliseconds(Whole(v, 0, kLongestDelay));
-         }},
+         [](Script& s,
+            const json&
+                v) { s.preview_delay = std::chrono::milliseconds(Whole(v, 0, kLongestDelay)); }},
         {"owner", [](Script& s, const json& v) { s.owner = Text(v); }}};
     return *setters;
 }

@@ -40,6 +40,7 @@ struct Script
     int answer_after_pumps = 2;
     PreviewAnswer preview = PreviewAnswer::Ok;
     std::chrono::milliseconds preview_delay{3000};
+    std::string preview_url; // of somebody else's server; empty for our own
     std::string owner = "you";
 };
 

@@ -110,6 +110,9 @@ std::string PreviewAddress(const ItemQuery& query, std::uint32_t index)
         || workshop.script.preview == PreviewAnswer::None) {
         return "";
     }
+    if (!workshop.script.preview_url.empty()) {
+        return workshop.script.preview_url;
+    }
     const std::uint64_t item = query.items[index];
     auto picture = workshop.store.Item(item) ? workshop.store.Preview(item) : std::nullopt;
     return picture ? workshop.previews.Publish(item, std::move(*picture)) : "";
