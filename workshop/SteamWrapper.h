@@ -4,6 +4,7 @@
 #include "steam/CallResult.h"
 #include "steam/SteamTypes.h"
 
+#include <QByteArray>
 #include <QObject>
 #include <QString>
 
@@ -93,6 +94,7 @@ private:
     void on_mod_created(CreateItemResult_t* result, bool ioFailure);
     void on_mod_updated(SubmitItemUpdateResult_t* result, bool ioFailure);
     void on_mod_query_complete(SteamUGCQueryCompleted_t* result, bool ioFailure);
+    void take_preview_bytes(QNetworkReply& reply);
     void log_failed_upload(EResult result);
 
     static SteamWrapper* s_Instance;
@@ -114,6 +116,8 @@ private:
     QString removed_marker_path;
     /// Number of the newest preview download.
     uint preview_generation = 0;
+    /// What has arrived of the newest preview.
+    QByteArray preview_bytes;
     CallbackInfo<bool> upload_callback{nullptr, nullptr};
     CallbackInfo<const QPixmap&> preview_callback{nullptr, nullptr};
 

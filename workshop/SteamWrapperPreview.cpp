@@ -10,6 +10,7 @@
 #include <QNetworkRequest>
 
 #include <array>
+#include <utility>
 
 namespace {
 
@@ -23,6 +24,8 @@ constexpr auto generation_attribute =
 
 /// The Workshop takes previews of less than 1 MiB; whatever sends much more is no preview.
 constexpr qint64 max_preview_bytes = qint64{8} * 1024 * 1024;
+/// What Qt may hold that has not been taken yet.
+constexpr qint64 read_ahead_bytes = qint64{64} * 1024;
 constexpr int silence_timeout_ms = 30'000;
 
 QNetworkRequest preview_request(uint generation)
@@ -34,6 +37,9 @@ QNetworkRequest preview_request(uint generation)
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
                          QNetworkRequest::NoLessSafeRedirectPolicy);
     request.setTransferTimeout(silence_timeout_ms);
+    // Qt would unpack a packed answer before anyone could look at its size. Pictures are not
+    // packed.
+    request.setRawHeader("Accept-Encoding", "identity");
     return request;
 }
 
@@ -73,10 +79,21 @@ void SteamWrapper::on_mod_query_complete(SteamUGCQueryCompleted_t* /*result*/, b
     s_preview_url.back() = '\0';
 
     QNetworkReply* const reply = network_access_manager->get(preview_request(preview_generation));
-    connect(reply, &QNetworkReply::readyRead, reply, [reply] {
-        if (reply->bytesAvailable() > max_preview_bytes)
-            reply->abort();
-    });
+    // Without a limit Qt's own thread reads on for as long as there is something to read.
+    reply->setReadBufferSize(read_ahead_bytes);
+    preview_bytes.clear();
+    connect(reply, &QNetworkReply::readyRead, this, [this, reply] { take_preview_bytes(*reply); });
+}
+
+void SteamWrapper::take_preview_bytes(QNetworkReply& reply)
+{
+    if (reply.request().attribute(generation_attribute).toUInt() != preview_generation) {
+        reply.abort();
+        return;
+    }
+    preview_bytes += reply.readAll();
+    if (preview_bytes.size() > max_preview_bytes)
+        reply.abort();
 }
 
 void SteamWrapper::received_network_reply(QNetworkReply* reply)
@@ -90,6 +107,7 @@ void SteamWrapper::received_network_reply(QNetworkReply* reply)
     // Taken before it is called: it may ask for the next preview at once.
     const CallbackInfo<const QPixmap&> callback = preview_callback;
     preview_callback.Reset();
+    const QByteArray arrived = std::exchange(preview_bytes, QByteArray());
 
     if (reply->error() != QNetworkReply::NoError) {
         Logger::LogMessage(tr("Failed to download preview image for mod '%1': %2")
@@ -98,5 +116,5 @@ void SteamWrapper::received_network_reply(QNetworkReply* reply)
         callback.Call(QPixmap());
         return;
     }
-    callback.Call(PreviewPicture::FromData(reply->readAll()));
+    callback.Call(PreviewPicture::FromData(arrived + reply->readAll()));
 }
