@@ -48,6 +48,11 @@ def run(play, doc, about, options=()):
     return 0
 
 
+def sanitized(build):
+    """Whether the build folder holds a build with sanitizers, which has a memory of its own."""
+    return "TARNWICK_SANITIZE:BOOL=ON" in (build / "CMakeCache.txt").read_text()
+
+
 class Trial:
     """The probe (tests/Probe.cpp tells what it does) beside a Steam library, in a fresh folder."""
 
@@ -69,8 +74,9 @@ class Trial:
 
     def start(self, *tasks, **settings):
         """Starts the probe; the caller ends it."""
+        settings = {"stderr": subprocess.PIPE, **settings}
         return subprocess.Popen([self.probe, *map(str, tasks)], env=self.environment,
-                                stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, **settings)
+                                stdout=subprocess.PIPE, text=True, **settings)
 
     def log(self, *tasks, seconds=60, **settings):
         """Runs the probe to its end and returns the lines of its log.

@@ -1,17 +1,38 @@
 #include "Support.h"
 
 #include "app/MainWindow.h"
+#include "steam/SteamLibrary.h"
 #include "widgets/Logger.h"
 #include "widgets/PreviewPicture.h"
 #include "widgets/UploadDialog.h"
+#include "workshop/SteamWrapper.h"
 
+#include <QAbstractEventDispatcher>
 #include <QApplication>
 #include <QDir>
+#include <QElapsedTimer>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLabel>
+#include <QLibrary>
+#include <QNetworkReply>
+#include <QPlainTextEdit>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QTest>
 #include <QTextStream>
 
+#include <algorithm>
+#include <functional>
+#include <utility>
+
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
+
 namespace {
+
+constexpr int patience_ms = 20'000;
 
 /// Saves one description after the other, for ever. Each is one number over and over, of changing
 /// length, so that a mixture of two could be told.
@@ -29,7 +50,90 @@ void upload(MainWindow& window)
 {
     window.findChild<QPushButton*>("SubmitButton")->click();
     while (window.findChild<UploadDialog*>())
-        QTest::qWait(10);
+        QApplication::processEvents(QEventLoop::WaitForMoreEvents);
+}
+
+/// "loading", "picture" or "empty".
+QString shown_preview(const MainWindow& window)
+{
+    const auto* label = window.findChild<QLabel*>("ModPreview");
+    if (label->movie())
+        return "loading";
+    return label->pixmap(Qt::ReturnByValue).isNull() ? "empty" : "picture";
+}
+
+void wait_for_preview(const MainWindow& window, int longest_ms)
+{
+    QElapsedTimer since;
+    since.start();
+    while (shown_preview(window) == "loading" && !since.hasExpired(longest_ms))
+        QApplication::processEvents(QEventLoop::WaitForMoreEvents);
+}
+
+/// Lets the heartbeat go on without a pause.
+void hurry(MainWindow& window)
+{
+    auto* const timer = new QTimer(&window);
+    QObject::connect(timer, SIGNAL(timeout()), &window, SLOT(update()));
+    timer->start(0);
+}
+
+/// Drops what the program and the Practice Workshop keep on purpose until their end.
+void drop_what_is_kept(MainWindow& window)
+{
+    window.findChild<QPlainTextEdit*>("OutputLog")->clear();
+    qDeleteAll(SteamWrapper::GetInstance()->findChildren<QNetworkReply*>());
+    QLibrary practice(QCoreApplication::applicationDirPath() + '/' + SteamLibraryFileName());
+    practice.resolve("PracticeWorkshop_ClearJournal")();
+}
+
+/// Measures how long the event loop is kept from going round.
+class Pulse : public QObject
+{
+public:
+    Pulse()
+    {
+        startTimer(5, Qt::PreciseTimer);
+        since_beat.start();
+    }
+
+    qint64 take_longest_gap() { return std::exchange(longest, 0); }
+
+private:
+    void timerEvent(QTimerEvent* /*event*/) override { longest = std::max(longest, since_beat.restart()); }
+
+    QElapsedTimer since_beat;
+    qint64 longest = 0;
+};
+
+QJsonObject figures(const MainWindow& window, Pulse& pulse)
+{
+    QList<QObject*> objects{SteamWrapper::GetInstance()};
+    for (QWidget* widget : QApplication::topLevelWidgets())
+        objects << widget << widget->findChildren<QObject*>();
+    objects << SteamWrapper::GetInstance()->findChildren<QObject*>();
+    int timers = 0;
+    for (QObject* object : objects)
+        timers += QAbstractEventDispatcher::instance()->registeredTimers(object).size();
+
+    const QString status = read_file("/proc/self/status"); // empty where there is none
+    const auto kilobytes = [&status](const QString& name) {
+        return QRegularExpression(name + R"(:\s*(\d+))").match(status).captured(1).toInt();
+    };
+    qint64 heap = 0;
+#if defined(__GLIBC__)
+    heap = qint64(mallinfo2().uordblks + mallinfo2().hblkhd);
+#endif
+    return {{"preview", shown_preview(window)},
+            {"gap_ms", pulse.take_longest_gap()},
+            {"peak_kb", kilobytes("VmHWM")},
+            {"resident_kb", kilobytes("VmRSS")},
+            {"heap", heap},
+            {"threads", kilobytes("Threads")},
+            {"files", QDir("/proc/self/fd").entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size()},
+            {"objects", objects.size()},
+            {"timers", timers},
+            {"replies", SteamWrapper::GetInstance()->findChildren<QNetworkReply*>().size()}};
 }
 
 void decode(const QString& path)
@@ -39,17 +143,80 @@ void decode(const QString& path)
     Logger::LogMessage("picture " + (picture.isNull() ? "undecodable" : size), Logger::Success);
 }
 
+void remove_all(const QString& path)
+{
+    if (!QFile::remove(path) && !QDir(path).removeRecursively())
+        qFatal("cannot remove %s", qPrintable(path));
+}
+
+void perform(QStringList tasks, MainWindow& window, Pulse& pulse, QTextStream& out)
+{
+    const auto argument = [&tasks] {
+        if (tasks.isEmpty())
+            qFatal("an argument is missing");
+        return tasks.takeFirst();
+    };
+    const auto load = [&window](const QString& file) { window.process_metadata_file(file, "Processing"); };
+    const QHash<QString, std::function<void()>> ways{
+        {"load", [&] { load(argument()); }},
+        {"describe",
+         [&] {
+             window.GetModDescriptor().description = argument();
+             window.GetModDescriptor().SaveMetadata();
+         }},
+        {"decode", [&] { decode(argument()); }},
+        {"upload", [&] { upload(window); }},
+        {"preview", [&] { wait_for_preview(window, argument().toInt()); }},
+        {"remove", [&] { remove_all(argument()); }},
+        {"wait", [&] { QTest::qWait(argument().toInt()); }},
+        {"edit", [&] { edit_for_ever(window); }},
+        {"stay", [&] { QApplication::exec(); }},
+        {"hurry", [&] { hurry(window); }},
+        {"rounds",
+         [&] {
+             const int count = argument().toInt();
+             const QStringList mods{argument(), argument()};
+             for (int round = 0; round < count; ++round) {
+                 load(mods[round % 2]);
+                 wait_for_preview(window, patience_ms);
+                 upload(window);
+             }
+         }},
+        {"drop", [&] { drop_what_is_kept(window); }},
+        {"figures", [&] { out << QJsonDocument(figures(window, pulse)).toJson(QJsonDocument::Compact) << Qt::endl; }},
+        {"repeat",
+         [&] {
+             const int count = argument().toInt();
+             for (int time = 0; time < count; ++time)
+                 perform(tasks, window, pulse, out);
+             tasks.clear();
+         }},
+    };
+    while (!tasks.isEmpty()) {
+        const QString task = tasks.takeFirst();
+        if (!ways.contains(task))
+            qFatal("%s: unknown", qPrintable(task));
+        ways[task]();
+    }
+}
+
 } // namespace
 
 // The program without its main(), for tests that need it as a process of its own. Its arguments are
 // done one after the other, with the heartbeat going on:
-//   load FILE      loads the metadata file
-//   describe TEXT  saves a description
-//   decode FILE    decodes a picture as if it had been downloaded and logs its size
-//   upload         uploads the mod and waits for the outcome
-//   remove PATH    removes a file or a folder with all that is in it
-//   wait MS        lets so many milliseconds go by
-//   edit, stay     edits or waits until the process is ended
+//   load FILE       loads the metadata file
+//   describe TEXT   saves a description
+//   decode FILE     decodes a picture as if it had been downloaded and logs its size
+//   upload          uploads the mod and waits for the outcome
+//   preview MS      waits until the preview is there or given up, so many milliseconds at most
+//   remove PATH     removes a file or a folder with all that is in it
+//   wait MS         lets so many milliseconds go by
+//   edit, stay      edits or waits until the process is ended
+//   hurry           lets the heartbeat go on without a pause from now on
+//   rounds N A B    N times: loads one of the two in turn, waits for the preview, uploads
+//   drop            drops what is kept on purpose until the end: log, downloads, journal
+//   figures         prints how the process does, as a line of JSON
+//   repeat N        does all that follows N times
 // In the end it closes the window and prints the log and the names of the controls that can be used.
 int main(int argc, char** argv)
 {
@@ -57,36 +224,11 @@ int main(int argc, char** argv)
     MainWindow window;
     window.show();
 
-    QStringList tasks = QApplication::arguments().mid(1);
-    while (!tasks.isEmpty()) {
-        const QString task = tasks.takeFirst();
-        if (task == "upload")
-            upload(window);
-        else if (task == "edit")
-            edit_for_ever(window);
-        else if (task == "stay")
-            return QApplication::exec();
-        else if (tasks.isEmpty())
-            qFatal("%s: unknown, or its argument is missing", qPrintable(task));
-        else if (task == "load")
-            window.process_metadata_file(tasks.takeFirst(), "Processing");
-        else if (task == "describe") {
-            window.GetModDescriptor().description = tasks.takeFirst();
-            window.GetModDescriptor().SaveMetadata();
-        } else if (task == "decode")
-            decode(tasks.takeFirst());
-        else if (task == "remove") {
-            const QString path = tasks.takeFirst();
-            if (!QFile::remove(path) && !QDir(path).removeRecursively())
-                qFatal("cannot remove %s", qPrintable(path));
-        } else if (task == "wait")
-            QTest::qWait(tasks.takeFirst().toInt());
-        else
-            qFatal("%s: unknown", qPrintable(task));
-    }
+    Pulse pulse;
+    QTextStream out(stdout);
+    perform(QApplication::arguments().mid(1), window, pulse, out);
 
     window.close();
-    QTextStream out(stdout);
     for (const QString& line : log_of(window))
         out << line << '\n';
     out << enabled_controls(window).join(' ') << '\n';
