@@ -739,7 +739,7 @@ private slots:
     {
         load("<name>Lamp</name>");
         write_file(folder->path() + "/MyMod/data.bin", QByteArray(1000, 'x'));
-        practice->tell(R"({"bytes_per_pump": 100})");
+        practice->tell(R"({"bytes_per_pump": 20})");
         click("SubmitButton");
         QPointer<QWidget> dialog = upload_dialog();
         const auto* bar = dialog->findChild<QProgressBar*>("UploadProgress");
