@@ -1,31 +1,83 @@
 #include "metadata/ModParser.h"
 
+#include "metadata/NativePath.h"
+
 #include <QCoreApplication>
-#include <QDirIterator>
 #include <QFileInfo>
+
+#include <algorithm>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+namespace fs = std::filesystem;
 
 namespace {
 
-/// What follows the last "." in the last part of `path`.
-QStringView suffix_of(const QString& path)
+/// So many folders are open at a time. Each takes a handle, and a program may have only a thousand.
+constexpr std::size_t most_open = 200;
+
+bool ends_with(const fs::path& path, std::string_view end)
 {
-    const auto dot = path.lastIndexOf(QLatin1Char('.'));
-    if (dot < path.lastIndexOf(QLatin1Char('/')) || dot < 0)
-        return {};
-    return QStringView(path).mid(dot + 1);
+    const auto& text = path.native();
+    return text.size() >= end.size() && std::equal(end.rbegin(), end.rend(), text.rbegin());
+}
+
+bool is_hidden(const fs::directory_entry& entry)
+{
+    return QFileInfo(FromNativePath(entry.path())).isHidden();
 }
 
 /// Native programs and libraries have no place in a mod that others download. The name is looked at
 /// first: asking the file system about every entry would take many times longer than listing them.
-bool is_forbidden(const QString& path, const QDirIterator& entry)
+bool is_forbidden(const fs::directory_entry& entry)
 {
-    const QStringView suffix = suffix_of(path);
-    if (suffix == QLatin1String("exe") || suffix == QLatin1String("so")
-        || suffix == QLatin1String("dll"))
-        return entry.fileInfo().isFile();
-    if (suffix == QLatin1String("app"))
-        return entry.fileInfo().isDir();
+    const fs::path& path = entry.path();
+    std::error_code error;
+    if (ends_with(path, ".exe") || ends_with(path, ".so") || ends_with(path, ".dll"))
+        return entry.is_regular_file(error) && !is_hidden(entry);
+    if (ends_with(path, ".app"))
+        return entry.is_directory(error) && !is_hidden(entry);
     return false;
+}
+
+/// Whether the walk goes on below `entry`: not through links, which could lead round in a circle.
+bool leads_down(const fs::directory_entry& entry)
+{
+    std::error_code error;
+    return entry.is_directory(error) && fs::is_directory(entry.symlink_status(error))
+           && !is_hidden(entry);
+}
+
+/// Every forbidden entry below `folder`. Not by QDirIterator, which passes over names that are not
+/// in the system's encoding and runs out of handles in deep folders: what it misses is published.
+QStringList find_forbidden(const QString& folder)
+{
+    QStringList found;
+    std::error_code error; // what cannot be read holds nothing
+    std::vector<fs::path> waiting{ToNativePath(folder)};
+    std::vector<fs::directory_iterator> open;
+    while (!open.empty() || !waiting.empty()) {
+        if (open.empty()) {
+            open.emplace_back(waiting.back(), error);
+            waiting.pop_back();
+        }
+        fs::directory_iterator& entries = open.back();
+        if (entries == fs::directory_iterator()) {
+            open.pop_back();
+            continue;
+        }
+        if (is_forbidden(*entries))
+            found << FromNativePath(entries->path());
+        const fs::path below = leads_down(*entries) ? entries->path() : fs::path();
+        entries.increment(error);
+        if (!below.empty() && open.size() < most_open)
+            open.emplace_back(below, error);
+        else if (!below.empty())
+            waiting.push_back(below);
+    }
+    return found;
 }
 
 QString describe(const QStringList& offending)
@@ -48,14 +100,9 @@ bool ModParser::validate_mod_directory(QString folder)
     if (folder.isEmpty())
         return true;
 
-    QStringList offending;
-    const auto parent_length = folder.lastIndexOf(QLatin1Char('/')) + 1;
-    QDirIterator entries(folder, QDirIterator::Subdirectories);
-    while (entries.hasNext()) {
-        const QString path = entries.next();
-        if (is_forbidden(path, entries))
-            offending << path.mid(parent_length);
-    }
+    QStringList offending = find_forbidden(folder);
+    for (QString& path : offending)
+        path.remove(0, folder.lastIndexOf(QLatin1Char('/')) + 1);
     if (offending.isEmpty())
         return true;
 
