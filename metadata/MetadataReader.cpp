@@ -59,7 +59,8 @@ bool ModParser::validate_metadata_file(QString path, QDomDocument& document)
         return fail(translated("Metadata file not named 'metadata.xml'"));
 
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
+    // Opening a pipe would wait for ever.
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly | QIODevice::Text))
         return fail(translated("Failed to open specified metadata file"));
 
     QString message;

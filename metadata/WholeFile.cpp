@@ -1,5 +1,7 @@
 #include "metadata/WholeFile.h"
 
+#include "metadata/NativePath.h"
+
 #include <QByteArray>
 #include <QCoreApplication>
 #include <QDir>
@@ -23,15 +25,6 @@ QString hidden_prefix(const QFileInfo& file)
     return QLatin1Char('.') + file.fileName() + QStringLiteral(".saving-");
 }
 
-std::filesystem::path native_path(const QString& path)
-{
-#if defined(Q_OS_WIN)
-    return path.toStdWString();
-#else
-    return QFile::encodeName(path).toStdString();
-#endif
-}
-
 /// Takes the file out of the system's memory onto the disk, so that a power cut finds it whole.
 bool reaches_disk(QFile& file)
 {
@@ -48,7 +41,7 @@ bool reaches_disk(QFile& file)
 bool replace(const QString& old_path, const QString& new_path)
 {
     std::error_code error;
-    std::filesystem::rename(native_path(new_path), native_path(old_path), error);
+    std::filesystem::rename(ToNativePath(new_path), ToNativePath(old_path), error);
     return !error;
 }
 
@@ -75,9 +68,11 @@ bool write_in_place(const QString& path, const QByteArray& content)
 bool WriteWholeFile(const QString& path, const QByteArray& content)
 {
     const QFileInfo old(path);
-    if (old.exists() && !old.isWritable())
+    // A pipe or a device must be neither replaced nor waited for.
+    if (old.exists() && !(old.isFile() && old.isWritable()))
         return false;
-    const QString target = old.exists() ? old.canonicalFilePath() : path;
+    const QString behind_links = old.canonicalFilePath(); // empty as soon as the file is gone
+    const QString target = behind_links.isEmpty() ? path : behind_links;
     const QFileInfo place(target);
 
     // Not QSaveFile: what that leaves when the process is killed looks like any of the mod's files,
@@ -99,6 +94,8 @@ bool WriteWholeFile(const QString& path, const QByteArray& content)
 void RemoveUnfinished(const QString& path)
 {
     const QFileInfo place(QFileInfo(path).canonicalFilePath());
+    if (place.filePath().isEmpty()) // the file has gone; this would be the working directory
+        return;
     QDir folder = place.dir();
     const QStringList pattern{hidden_prefix(place) + QLatin1Char('*')};
     for (const QString& name : folder.entryList(pattern, QDir::Files | QDir::Hidden)) {

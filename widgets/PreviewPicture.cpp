@@ -4,6 +4,7 @@
 
 #include <QBuffer>
 #include <QFile>
+#include <QFileInfo>
 #include <QImageReader>
 #include <QtEndian>
 
@@ -104,7 +105,8 @@ QPixmap PreviewPicture::FromData(const QByteArray& data)
 QPixmap PreviewPicture::FromFile(const QString& path)
 {
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    // Opening a pipe would wait for ever.
+    if (!QFileInfo(file).isFile() || !file.open(QIODevice::ReadOnly))
         return {};
     const QByteArray data = file.read(max_file_bytes + 1);
     return data.size() <= max_file_bytes ? FromData(data) : QPixmap();

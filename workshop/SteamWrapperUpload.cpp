@@ -8,6 +8,7 @@
 #include "widgets/Logger.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QTextStream>
 
 #include <vector>
@@ -27,7 +28,8 @@ ERemoteStoragePublishedFileVisibility to_steam_visibility(const QString& visibil
 QByteArray read_metadata_text(const QString& folder_path)
 {
     QFile file(folder_path + QStringLiteral("/metadata.xml"));
-    if (!file.open(QIODevice::ReadOnly))
+    // Opening a pipe would wait for ever.
+    if (!QFileInfo(file).isFile() || !file.open(QIODevice::ReadOnly))
         return {};
     QTextStream stream(&file);
     QtDifferences::ReadUtf8(stream); // not the locale's
@@ -37,7 +39,9 @@ QByteArray read_metadata_text(const QString& folder_path)
 void create_empty_file(const QString& path)
 {
     QFile file(path);
-    file.open(QIODevice::WriteOnly);
+    // A pipe that could not be removed before is still there, and opening it would wait for ever.
+    if (!file.exists() || QFileInfo(file).isFile())
+        file.open(QIODevice::WriteOnly);
 }
 
 } // namespace
