@@ -8,3 +8,8 @@ LoggerTextEdit::LoggerTextEdit(QWidget* parent) : ClearableTextEdit(parent)
     colours.setBrush(QPalette::Inactive, QPalette::Base, Qt::lightGray);
     setPalette(colours);
 }
+
+QVariant LoggerTextEdit::loadResource(int /*type*/, const QUrl& /*name*/)
+{
+    return QByteArray(""); // not null, after which the document would look for itself
+}

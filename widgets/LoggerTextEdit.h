@@ -9,4 +9,8 @@ class LoggerTextEdit : public ClearableTextEdit
 
 public:
     explicit LoggerTextEdit(QWidget* parent);
+
+    /// Nothing, for all that the lines refer to. They hold names of files and mods as they are, and
+    /// markup in those must not open files: a pipe would hang the program.
+    QVariant loadResource(int type, const QUrl& name) override;
 };
