@@ -61,6 +61,18 @@ std::uint64_t Store::Create(const NewItem& item) const
     while (!fs::create_directory(ItemFolder(id))) {
         ++id;
     }
+    try {
+        WriteNewItem(id, item);
+    } catch (const std::exception&) {
+        std::error_code ignored;
+        fs::remove_all(ItemFolder(id), ignored);
+        throw;
+    }
+    return id;
+}
+
+void Store::WriteNewItem(std::uint64_t id, const NewItem& item) const
+{
     const std::string now = TimeText();
     WriteJson(ItemFolder(id) / "history.json", Json::array());
     WriteJson(ItemFolder(id) / "item.json", {{"id", id},
@@ -75,7 +87,6 @@ std::uint64_t Store::Create(const NewItem& item) const
                                              {"created", now},
                                              {"updated", now},
                                              {"deleted", false}});
-    return id;
 }
 
 std::optional<Json> Store::Item(std::uint64_t id) const

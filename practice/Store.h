@@ -63,6 +63,7 @@ public:
     static void WriteJson(const std::filesystem::path& file, const Json& value);
 
 private:
+    void WriteNewItem(std::uint64_t id, const NewItem& item) const;
     std::filesystem::path ItemFolder(std::uint64_t id) const;
     std::filesystem::path StagingFolder(std::uint64_t id) const;
     std::optional<std::string> Read(std::uint64_t id, const char* name) const;

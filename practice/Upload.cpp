@@ -19,6 +19,11 @@ constexpr std::size_t kLongestText = 7999; // 8000 with the terminator
 constexpr std::size_t kSmallestPreview = 16;
 constexpr std::size_t kPreviewTooLarge = std::size_t{1024} * 1024;
 
+// Whoever removes a folder has all its levels open at once, and systems allow a thousand or so.
+constexpr int kDeepestFolder = 500;
+// A pump holds up the caller's window.
+constexpr int kMostFilesPerPump = 1000;
+
 // Results of a submitted update.
 constexpr int kDone = 1;
 constexpr int kFailure = 2;
@@ -247,6 +252,11 @@ void Upload::ListContent()
     std::error_code error;
     fs::recursive_directory_iterator at(root, error);
     while (!error && at != fs::recursive_directory_iterator()) {
+        if (at.depth() > kDeepestFolder) {
+            throw Refusal(kNotAcceptable, "the content folder " + Name(root)
+                                              + " has folders within folders, more than "
+                                              + std::to_string(kDeepestFolder) + " deep");
+        }
         ListEntry(root, *at);
         at.increment(error);
     }
@@ -282,8 +292,10 @@ void Upload::ListEntry(const fs::path& root, const fs::directory_entry& entry)
 void Upload::CopyContent()
 {
     std::uint64_t budget = script.bytes_per_pump;
+    int left_of_files = kMostFilesPerPump;
     // Files without bytes cost nothing.
-    while (current_file < files.size() && (budget > 0 || files[current_file].size == 0)) {
+    while (current_file < files.size() && left_of_files-- > 0
+           && (budget > 0 || files[current_file].size == 0)) {
         const ContentFile& file = files[current_file];
         if (!out.is_open()) {
             OpenFile(file);
@@ -303,8 +315,12 @@ void Upload::CopyContent()
 
 void Upload::OpenFile(const ContentFile& file)
 {
-    in.open(fs::u8path(*fields.content) / file.name, std::ios::binary);
-    if (!in) {
+    const fs::path path = fs::u8path(*fields.content) / file.name;
+    std::error_code error;
+    if (fs::is_regular_file(path, error)) { // what is a pipe by now would be waited for
+        in.open(path, std::ios::binary);
+    }
+    if (!in.is_open()) {
         throw Refusal(kNotFound, "the content file " + Name(file.name) + " cannot be read");
     }
     out.open(store.NextVersion(fields.item) / "content" / file.name, std::ios::binary);
