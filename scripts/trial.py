@@ -5,6 +5,7 @@ import argparse
 import os
 import pathlib
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
@@ -39,18 +40,33 @@ def run(play, doc, about, options=()):
     for file in needed:
         if not file.exists():
             command_line.error(f"{file} is missing; scripts/build makes it")
-    with tempfile.TemporaryDirectory() as folder:
-        try:
-            play(Trial(pathlib.Path(folder), *needed), arguments)
-        except Failed as failure:
-            print(f"{pathlib.Path(sys.argv[0]).name}: FAILED: {failure}", file=sys.stderr)
-            return 1
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # so that the folder goes then too
+    folder = pathlib.Path(tempfile.mkdtemp())
+    try:
+        play(Trial(folder, *needed), arguments)
+    except Failed as failure:
+        print(f"{pathlib.Path(sys.argv[0]).name}: FAILED: {failure}", file=sys.stderr)
+        return 1
+    finally:
+        remove(folder)
     return 0
 
 
 def sanitized(build):
     """Whether the build folder holds a build with sanitizers, which has a memory of its own."""
     return "TARNWICK_SANITIZE:BOOL=ON" in (build / "CMakeCache.txt").read_text()
+
+
+def remove(folder):
+    """Removes a folder with all that is in it, however deep, and whatever its permissions."""
+    if subprocess.run(["rm", "-rf", folder], stderr=subprocess.DEVNULL).returncode != 0:
+        subprocess.run(["chmod", "-R", "u+rwx", folder])
+        subprocess.run(["rm", "-rf", folder])
+
+
+def as_anybody():
+    """What a command is to be run under, so that permissions count for it even if we are root."""
+    return ["setpriv", "--bounding-set=-all", "--inh-caps=-all"] if os.geteuid() == 0 else []
 
 
 class Trial:
@@ -72,24 +88,24 @@ class Trial:
         self.store.mkdir()
         (self.store / "practice.json").write_text(script)
 
-    def start(self, *tasks, **settings):
-        """Starts the probe; the caller ends it."""
+    def start(self, *tasks, under=(), **settings):
+        """Starts the probe, by the command `under` if there is one; the caller ends it."""
         settings = {"stderr": subprocess.PIPE, **settings}
-        return subprocess.Popen([self.probe, *map(str, tasks)], env=self.environment,
-                                stdout=subprocess.PIPE, text=True, **settings)
+        return subprocess.Popen([*under, self.probe, *map(str, tasks)], env=self.environment,
+                                stdout=subprocess.PIPE, text=True, errors="replace", **settings)
 
     def log(self, *tasks, seconds=60, **settings):
         """Runs the probe to its end and returns the lines of its log.
 
         A crash, a hang and any other end than a good one is a failure of the trial.
         """
-        process = self.start(*tasks, **settings)
-        try:
-            out, errors = process.communicate(timeout=seconds)
-        except subprocess.TimeoutExpired as hang:
-            process.kill()
-            process.communicate()
-            raise Failed(f"{tasks} took more than {seconds} seconds") from hang
+        with self.start(*tasks, **settings) as process:
+            try:
+                out, errors = process.communicate(timeout=seconds)
+            except subprocess.TimeoutExpired as hang:
+                raise Failed(f"{tasks} took more than {seconds} seconds") from hang
+            finally:
+                process.kill()
         if process.returncode != 0:
             raise Failed(f"{tasks} ended with {process.returncode}\n{errors}")
         return out.splitlines()[:-1]

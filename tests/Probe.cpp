@@ -17,6 +17,7 @@
 #include <QLibrary>
 #include <QNetworkReply>
 #include <QPlainTextEdit>
+#include <QProcess>
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QTest>
@@ -143,6 +144,21 @@ void decode(const QString& path)
     Logger::LogMessage("picture " + (picture.isNull() ? "undecodable" : size), Logger::Success);
 }
 
+/// Where /proc is, the most memory that the process has ever had.
+QString peak_memory()
+{
+    const QString status = QString::fromUtf8(read_file("/proc/self/status"));
+    return status.split('\n').filter("VmHWM").join(QString());
+}
+
+QString check(const QString& folder)
+{
+    QElapsedTimer timer;
+    timer.start();
+    const bool passes = ModParser::validate_mod_directory(folder);
+    return QString("%1 in %2 ms").arg(passes ? "passes" : "is refused").arg(timer.elapsed());
+}
+
 void remove_all(const QString& path)
 {
     if (!QFile::remove(path) && !QDir(path).removeRecursively())
@@ -164,6 +180,10 @@ void perform(QStringList tasks, MainWindow& window, Pulse& pulse, QTextStream& o
              window.GetModDescriptor().description = argument();
              window.GetModDescriptor().SaveMetadata();
          }},
+        {"choose", [&] { window.GetModDescriptor().preview_path = argument(); }},
+        {"shell", [&] { QProcess::execute("sh", {"-c", argument()}); }},
+        {"check", [&] { out << check(argument()) << Qt::endl; }},
+        {"memory", [&] { out << peak_memory() << Qt::endl; }},
         {"decode", [&] { decode(argument()); }},
         {"upload", [&] { upload(window); }},
         {"preview", [&] { wait_for_preview(window, argument().toInt()); }},
@@ -206,6 +226,10 @@ void perform(QStringList tasks, MainWindow& window, Pulse& pulse, QTextStream& o
 // done one after the other, with the heartbeat going on:
 //   load FILE       loads the metadata file
 //   describe TEXT   saves a description
+//   choose FILE     chooses a preview
+//   shell COMMAND   does what else is to happen to the files
+//   check FOLDER    checks a folder, and prints the verdict and its time
+//   memory          prints the most memory that the process has had
 //   decode FILE     decodes a picture as if it had been downloaded and logs its size
 //   upload          uploads the mod and waits for the outcome
 //   preview MS      waits until the preview is there or given up, so many milliseconds at most
