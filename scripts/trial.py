@@ -79,7 +79,8 @@ class Trial:
         shutil.copy2(library, folder)
         self.store = folder / "store"
         self.environment = dict(os.environ, QT_QPA_PLATFORM="offscreen", LC_ALL="C.UTF-8",
-                                PRACTICE_WORKSHOP_DIR=str(self.store))
+                                PRACTICE_WORKSHOP_DIR=str(self.store),
+                                XDG_RUNTIME_DIR=str(folder))  # or Qt makes one that stays
         self.new_store()
 
     def new_store(self, script="{}"):
