@@ -181,7 +181,10 @@ void perform(QStringList tasks, MainWindow& window, Pulse& pulse, QTextStream& o
              window.GetModDescriptor().SaveMetadata();
          }},
         {"choose", [&] { window.GetModDescriptor().preview_path = argument(); }},
-        {"shell", [&] { QProcess::execute("sh", {"-c", argument()}); }},
+        {"shell",
+         [&] {
+             QProcess::execute("sh", {"-c", argument()});
+         }},
         {"check", [&] { out << check(argument()) << Qt::endl; }},
         {"memory", [&] { out << peak_memory() << Qt::endl; }},
         {"decode", [&] { decode(argument()); }},
