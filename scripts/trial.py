@@ -20,7 +20,7 @@ class Failed(Exception):
 
 def parser(doc, about):
     """A command line with --help and --build."""
-    result = argparse.ArgumentParser(description=doc, epilog=about,
+    result = argparse.ArgumentParser(prog=f"scripts/{pathlib.Path(sys.argv[0]).name}", description=doc, epilog=about,
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
     result.add_argument("--build", type=pathlib.Path, default=ROOT / "build/dev",
                         help="the build folder (build/dev); it must hold the tests")

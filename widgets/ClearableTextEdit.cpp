@@ -3,12 +3,44 @@
 #include <QAction>
 #include <QCoreApplication>
 #include <QMenu>
+#include <QMimeData>
 #include <QMouseEvent>
+
+#include <algorithm>
+
+namespace {
+
+/// Qt looks for the ends of words in a time that grows with the square of a line: half a million
+/// characters without a blank stop the window for a minute. The Workshop takes 8000 bytes.
+constexpr int longest_line = 20'000;
+
+bool has_endless_line(const QString& text)
+{
+    const QStringList lines = text.split(QLatin1Char('\n'));
+    return std::any_of(lines.begin(), lines.end(),
+                       [](const QString& line) { return line.size() > longest_line; });
+}
+
+} // namespace
 
 ClearableTextEdit::ClearableTextEdit(QWidget* parent) : QPlainTextEdit(parent)
 {
     // The menu opens on the press itself; the base class's own must not follow it.
     setContextMenuPolicy(Qt::PreventContextMenu);
+}
+
+void ClearableTextEdit::ShowText(const QString& text)
+{
+    setWordWrapMode(has_endless_line(text) ? QTextOption::WrapAnywhere
+                                           : QTextOption::WrapAtWordBoundaryOrAnywhere);
+    setPlainText(text);
+}
+
+void ClearableTextEdit::insertFromMimeData(const QMimeData* source)
+{
+    if (has_endless_line(source->text()))
+        setWordWrapMode(QTextOption::WrapAnywhere);
+    QPlainTextEdit::insertFromMimeData(source);
 }
 
 void ClearableTextEdit::mousePressEvent(QMouseEvent* e)

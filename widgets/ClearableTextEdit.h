@@ -10,7 +10,12 @@ class ClearableTextEdit : public QPlainTextEdit
 public:
     explicit ClearableTextEdit(QWidget* parent);
 
+    /// Shows `text` instead of what is there. Where a line of it is endless, lines break anywhere
+    /// and not only between words.
+    void ShowText(const QString& text);
+
 protected:
+    void insertFromMimeData(const QMimeData* source) override;
     void mousePressEvent(QMouseEvent* e) override;
 
 private slots:
