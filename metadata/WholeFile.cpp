@@ -88,7 +88,9 @@ bool WriteWholeFile(const QString& path, const QByteArray& content)
     if (is_whole && replace(target, fresh.fileName()))
         return true;
     fresh.remove();
-    return false;
+    // A full disk often has room for some bytes more in a file that is there. The number of a new
+    // Workshop item must not be lost.
+    return !is_whole && write_in_place(target, content);
 }
 
 void RemoveUnfinished(const QString& path)

@@ -3,13 +3,14 @@
 class QByteArray;
 class QString;
 
-/// Replaces the file at `path` by one with this content, whole or not at all: when the disk is full
+/// Replaces the file at `path` by one with this content, whole or not at all: when there is no room
 /// or the process is killed, the old file is still there. Goes through a link to the file behind it
-/// and keeps the permissions. In a folder that takes no new files the old file itself is written,
-/// and only a kill in that moment can damage it.
+/// and keeps the permissions. Where there is no room for a new file, on a full disk or in a folder
+/// that takes none, the old file itself is written if it has the room; only then a kill in that
+/// moment can damage it.
 ///
-/// Returns false when the file keeps its old content: it is read-only, its folder is missing, the
-/// disk is full. Two programs may write the same file at once; the later one wins. Not for several
+/// Returns false when the file keeps its old content: it is read-only, its folder is missing, there
+/// is no room. Two programs may write the same file at once; the later one wins. Not for several
 /// threads.
 bool WriteWholeFile(const QString& path, const QByteArray& content);
 
