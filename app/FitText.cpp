@@ -104,8 +104,7 @@ void FitTexts(Ui_MainWindow& form)
 {
     fit_together(*form.ChooseMetadata, *form.SubmitButton, *form.ViewButton);
     fit_together(*form.ModName, *form.ModVersion, *form.TagsLabel);
-    fit_together(*form.label);
-    fit_together(*form.ModVisibility);
+    fit_together(*form.label, *form.ModVisibility);
     fit_together(*form.ChangePreview);
 
     auto* const title_style = new RoomyTitleStyle;
