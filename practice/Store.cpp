@@ -57,36 +57,43 @@ std::uint64_t Store::Create(const NewItem& item) const
             id = std::max(id, taken + 1);
         }
     }
-    // Only one of two programs can make the folder.
-    while (!fs::create_directory(ItemFolder(id))) {
-        ++id;
+    // Only one of two programs gets a number; without any there is something else amiss.
+    for (int tries = 0; tries < 100; ++tries, ++id) {
+        const auto lock = Lock(id);
+        if (!lock || fs::exists(ItemFolder(id))) {
+            continue;
+        }
+        try {
+            fs::create_directories(NextVersion(id));
+            WriteNewItem(id, item);
+            fs::rename(NextVersion(id), ItemFolder(id));
+        } catch (const std::exception&) {
+            Settle(id);
+            throw;
+        }
+        Settle(id);
+        return id;
     }
-    try {
-        WriteNewItem(id, item);
-    } catch (const std::exception&) {
-        std::error_code ignored;
-        fs::remove_all(ItemFolder(id), ignored);
-        throw;
-    }
-    return id;
+    throw std::runtime_error("no number can be had for a new item");
 }
 
+// Where it is not an item yet: a program that is killed meanwhile leaves no half of one.
 void Store::WriteNewItem(std::uint64_t id, const NewItem& item) const
 {
     const std::string now = TimeText();
-    WriteJson(ItemFolder(id) / "history.json", Json::array());
-    WriteJson(ItemFolder(id) / "item.json", {{"id", id},
-                                             {"owner", item.owner},
-                                             {"app_id", item.app_id},
-                                             {"title", ""},
-                                             {"description", ""},
-                                             {"visibility", "private"},
-                                             {"visibility_number", 2},
-                                             {"tags", Json::array()},
-                                             {"metadata", ""},
-                                             {"created", now},
-                                             {"updated", now},
-                                             {"deleted", false}});
+    WriteJson(NextVersion(id) / "history.json", Json::array());
+    WriteJson(NextVersion(id) / "item.json", {{"id", id},
+                                              {"owner", item.owner},
+                                              {"app_id", item.app_id},
+                                              {"title", ""},
+                                              {"description", ""},
+                                              {"visibility", "private"},
+                                              {"visibility_number", 2},
+                                              {"tags", Json::array()},
+                                              {"metadata", ""},
+                                              {"created", now},
+                                              {"updated", now},
+                                              {"deleted", false}});
 }
 
 std::optional<Json> Store::Item(std::uint64_t id) const
