@@ -70,7 +70,7 @@ def as_anybody():
 
 
 class Trial:
-    """The probe (tests/Probe.cpp tells what it does) beside a Steam library, in a fresh folder."""
+    """The probe (trials/Probe.cpp tells what it does) beside a Steam library, in a fresh folder."""
 
     def __init__(self, folder, probe, library):
         self.folder = folder
