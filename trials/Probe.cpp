@@ -113,7 +113,7 @@ QJsonObject figures(const MainWindow& window, Pulse& pulse)
     for (QWidget* widget : QApplication::topLevelWidgets())
         objects << widget << widget->findChildren<QObject*>();
     objects << SteamWrapper::GetInstance()->findChildren<QObject*>();
-    int timers = 0;
+    qint64 timers = 0;
     for (QObject* object : objects)
         timers += QAbstractEventDispatcher::instance()->registeredTimers(object).size();
 
