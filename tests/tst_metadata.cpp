@@ -52,6 +52,8 @@ QStringList fields(const ModDescriptor& mod)
     return lines + mod.tags;
 }
 
+QByteArray utf16(const QString& text) { return {reinterpret_cast<const char*>(text.utf16()), int(text.size()) * 2}; }
+
 } // namespace
 
 class tst_metadata : public QObject
@@ -150,6 +152,8 @@ private slots:
                 "line 2, column 6000009:\nthere are too many elements");
         const QByteArray references = QByteArray("&a;").repeated(10000);
         add_row("many attributes", "<metadata " + QByteArray("a = '1' ").repeated(10001) + "/>", "too many attributes");
+        const QString wide = QChar(0xFEFF) + QString("<metadata ") + QString("a='1' ").repeated(10001) + "/>";
+        add_row("many attributes in UTF-16", utf16(wide), "too many attributes");
         add_row("entities in text", declaration + "<name>" + references + "</name></metadata>", "expands to too much");
         add_row("entities in an attribute", declaration + "<tag id='" + references + "'/></metadata>",
                 "expands to too much");
@@ -180,15 +184,18 @@ private slots:
         const QString text = QString::fromUtf8("<?xml version=\"1.0\" encoding=\"%1\"?>\r\n<metadata>\r\n"
                                                "<description>\xC3\xA9ins\r\nzwei</description>\r\n</metadata>\r\n");
         const QString wide = QChar(0xFEFF) + text.arg("UTF-16");
-        const std::map<const char*, QByteArray> files{
-            {"UTF-8", text.arg("UTF-8").toUtf8()},
-            {"ISO-8859-1", text.arg("ISO-8859-1").toLatin1()},
-            {"UTF-16", QByteArray(reinterpret_cast<const char*>(wide.utf16()), int(wide.size()) * 2)}};
+        QString swapped = wide; // as machines of the other byte order write it
+        for (QChar& c : swapped)
+            c = QChar(static_cast<char16_t>(c.unicode() << 8 | c.unicode() >> 8));
+        const std::map<const char*, QByteArray> files{{"UTF-8", text.arg("UTF-8").toUtf8()},
+                                                      {"ISO-8859-1", text.arg("ISO-8859-1").toLatin1()},
+                                                      {"UTF-16", utf16(wide)},
+                                                      {"UTF-16 swapped", utf16(swapped)}};
         for (const auto& [encoding, bytes] : files) {
             write_file(file(), bytes);
             ModDescriptor mod;
             QVERIFY2(ModParser::ParseMetadata(file(), mod), encoding);
-            if (qstrcmp(encoding, "UTF-16") == 0)
+            if (qstrncmp(encoding, "UTF-16", 6) == 0)
                 mod.description.remove('\r'); // kept there
             QCOMPARE(mod.description, QString::fromUtf8("\xC3\xA9ins\nzwei"));
         }
@@ -213,7 +220,7 @@ private slots:
         mod.name = QString("a%1b%2c%3d").arg(QChar(0x01), QChar(0xFFFE), QChar(0xD800));
         mod.version = "3";
         mod.IncrementVersion(); // U+0004
-        mod.tags = QStringList{QString("t") + QChar(1)};
+        mod.tags = QStringList{QString("t") + QChar(1) + QChar(0xD800)};
         mod.description += "\r";
         mod.SaveMetadata();
         QVERIFY(read_file(file()).contains("<version></version>"));
@@ -243,8 +250,11 @@ private slots:
     void writes_the_normal_form_and_leaves_nothing_else()
     {
         write_file(file(), QByteArray(100'000, 'x'));
-        full_mod(folder()).SaveMetadata();
+        ModDescriptor mod = full_mod(folder());
+        mod.SaveMetadata();
         QCOMPARE(read_file(file()), full_file);
+        write_file(folder() + "/.metadata.xml.saving-1", "of a program that was killed");
+        QVERIFY(ModParser::ParseMetadata(file(), mod)); // takes it away
         QCOMPARE(QDir(folder()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
                  QStringList{"metadata.xml"});
     }

@@ -69,6 +69,9 @@ private slots:
             add_row(name, good, script, QStringList{word});
         };
         start("start refused", R"({"start": "fails"})", "the Steam API did not start");
+        const QString newer = QCoreApplication::applicationDirPath() + "/../bin-new/" + SteamLibraryFileName();
+        add_row("start refused, with a reason", read_file(newer), QByteArray(R"({"start": "fails"})"),
+                QStringList{"did not start: rehearsed: no Steam client is running"});
         start("no client", R"({"missing_interfaces": ["SteamClient017"]})", "no ISteamClient");
         start("no user", R"({"missing_interfaces": ["SteamUser019"]})", "no ISteamUser");
         start("no workshop", R"({"missing_interfaces": ["STEAMUGC_INTERFACE_VERSION009"]})", "no ISteamUGC");

@@ -242,6 +242,7 @@ private slots:
         for (const auto group : {QPalette::Active, QPalette::Inactive}) {
             QCOMPARE(editor("OutputLog").palette().color(group, QPalette::Base), QColor(Qt::lightGray));
             QCOMPARE(label("ModPreview").palette().color(group, QPalette::Window), QColor(Qt::white));
+            QCOMPARE(button("ChangePreview").palette().color(group, QPalette::ButtonText), QColor(Qt::black));
         }
     }
 
@@ -452,8 +453,11 @@ private slots:
         QCOMPARE(label("ModName").text(), QString("Name: Two"));
         QCOMPARE(window->GetModDescriptor().preview_path, QString());
 
+        editor("ModDescription").setFocus();
+        editor("ModDescription").setPlainText("being written");
         edit_outside("<broken");
         QTRY_COMPARE(log().size(), 6);
+        QCOMPARE(saved(), QString("<broken")); // locked, the description is not saved over it
         QCOMPARE(log().at(4), red + reread + "Failed");
         QCOMPARE(enabled_controls(*window), QStringList{"ChooseMetadata"});
         QTest::qWait(150);
@@ -624,10 +628,12 @@ private slots:
         choose_file("ChangePreview", QString());
         QCOMPARE(window->GetModDescriptor().preview_path, path);
 
-        // Not a picture: nothing to show, but it is what will be sent.
-        write_file(folder->path() + "/bad.png", "not a picture");
-        choose_file("ChangePreview", folder->path() + "/bad.png");
-        QVERIFY(label("ModPreview").pixmap(Qt::ReturnByValue).isNull());
+        // Not a picture, or one without measure: nothing to show, but it is what will be sent.
+        for (const QByteArray& bad : {QByteArray("not a picture"), picture(QSize(6000, 6000))}) {
+            write_file(folder->path() + "/bad.png", bad);
+            choose_file("ChangePreview", folder->path() + "/bad.png");
+            QVERIFY(label("ModPreview").pixmap(Qt::ReturnByValue).isNull());
+        }
         QCOMPARE(window->GetModDescriptor().preview_path, folder->path() + "/bad.png");
     }
 
