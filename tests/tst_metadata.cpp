@@ -259,6 +259,22 @@ private slots:
                  QStringList{"metadata.xml"});
     }
 
+    void saves_through_a_link_and_keeps_permissions()
+    {
+#if defined(Q_OS_WIN)
+        QSKIP("links need privileges on Windows");
+#endif
+        const QString real = root->path() + "/elsewhere.xml";
+        write_file(real, metadata(""));
+        const auto shared = QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther | QFile::WriteOther;
+        QVERIFY(QFile::setPermissions(real, shared));
+        QVERIFY(QFile::link(real, file()));
+        full_mod(folder()).SaveMetadata();
+        QVERIFY(QFileInfo(file()).isSymLink());
+        QCOMPARE(read_file(real), full_file);
+        QCOMPARE(QFile::permissions(real) & ~(QFile::ReadUser | QFile::WriteUser), shared);
+    }
+
     void saves_nothing_without_a_folder()
     {
         const QString missing = root->path() + "/not/there";
