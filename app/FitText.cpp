@@ -89,12 +89,10 @@ void fit_together(Controls&... controls)
     if (full <= 1)
         return;
     // A line shrinks with its font, nearly. Every size that is tried costs the start a font.
-    for (int size = qFloor(QFontInfo(font).pixelSize() / full); size >= smallest_pixel_size;
-         --size) {
-        font.setPixelSize(size);
-        if (fullness(texts, font) <= 1)
-            break;
-    }
+    int size = qMax(smallest_pixel_size, qFloor(QFontInfo(font).pixelSize() / full));
+    font.setPixelSize(size);
+    while (size > smallest_pixel_size && fullness(texts, font) > 1)
+        font.setPixelSize(--size);
     (controls.setFont(font), ...);
 }
 

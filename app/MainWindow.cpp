@@ -7,9 +7,30 @@
 #include "widgets/Logger.h"
 #include "workshop/SteamWrapper.h"
 
+#include <QCursor>
+#include <QEvent>
 #include <QMovie>
+#include <QTextDocument>
+#include <QToolTip>
 
 namespace {
+
+/// Shows tool tips as the text that they are, never as markup: an author's description could name
+/// files to be opened.
+class PlainToolTips final : public QObject
+{
+public:
+    explicit PlainToolTips(QObject* parent) : QObject(parent) {}
+
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        const auto* const widget = qobject_cast<QWidget*>(watched);
+        if (event->type() != QEvent::ToolTip || !widget || !Qt::mightBeRichText(widget->toolTip()))
+            return false;
+        QToolTip::showText(QCursor::pos(), Qt::convertFromPlainText(widget->toolTip()));
+        return true;
+    }
+};
 
 /// One heartbeat; Steam wants its callbacks pumped some thirty times a second.
 constexpr int heartbeat_ms = 33;
@@ -54,6 +75,10 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent), ui(new Ui_MainWin
     // A mod's name and version are shown as they are, never as markup.
     ui->ModName->setTextFormat(Qt::PlainText);
     ui->ModVersion->setTextFormat(Qt::PlainText);
+    auto* const plain_tool_tips = new PlainToolTips(this);
+    ui->ModName->installEventFilter(plain_tool_tips);
+    ui->ModVersion->installEventFilter(plain_tool_tips);
+    ui->ModDescription->installEventFilter(plain_tool_tips);
 
     fill_tag_list();
     fill_visibility_box();

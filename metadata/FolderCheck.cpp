@@ -15,8 +15,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// So many folders are open at a time. Each takes a handle, and a program may have only a thousand.
-constexpr std::size_t most_open = 200;
+/// So many folders are open at a time. Each takes a handle, and a program may have only 256.
+constexpr std::size_t most_open = 50;
 
 bool ends_with(const fs::path& path, std::string_view end)
 {
@@ -101,8 +101,10 @@ bool ModParser::validate_mod_directory(QString folder)
         return true;
 
     QStringList offending = find_forbidden(folder);
+    // As it comes back: the system may write the same name in another way.
+    const QString written = FromNativePath(ToNativePath(folder));
     for (QString& path : offending)
-        path.remove(0, folder.lastIndexOf(QLatin1Char('/')) + 1);
+        path.remove(0, written.lastIndexOf(QLatin1Char('/')) + 1);
     if (offending.isEmpty())
         return true;
 

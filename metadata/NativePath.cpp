@@ -1,17 +1,33 @@
 #include "metadata/NativePath.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 #if defined(Q_OS_WIN)
 
+// Only with these beginnings a path may have more than some 260 characters; Qt adds them by itself.
+namespace {
+
+const QString long_share = QStringLiteral("//?/UNC/");
+const QString long_path = QStringLiteral("//?/");
+
+} // namespace
+
 std::filesystem::path ToNativePath(const QString& path)
 {
-    return path.toStdWString();
+    const QString whole = QDir::cleanPath(QFileInfo(path).absoluteFilePath());
+    const bool is_share = whole.startsWith(QLatin1String("//"));
+    const QString prefixed = is_share ? long_share + whole.mid(2) : long_path + whole;
+    return QDir::toNativeSeparators(prefixed).toStdWString();
 }
 
 QString FromNativePath(const std::filesystem::path& path)
 {
-    return QString::fromStdWString(path.generic_wstring());
+    const QString whole = QString::fromStdWString(path.generic_wstring());
+    if (whole.startsWith(long_share))
+        return QStringLiteral("//") + whole.mid(long_share.size());
+    return whole.startsWith(long_path) ? whole.mid(long_path.size()) : whole;
 }
 
 #else

@@ -19,7 +19,7 @@
 
 namespace {
 
-/// The beginning of the names under which new files grow up. Hidden, and nobody else's.
+/// The beginning of the names under which new files grow up. Nobody else's, and mostly hidden.
 QString hidden_prefix(const QFileInfo& file)
 {
     return QLatin1Char('.') + file.fileName() + QStringLiteral(".saving-");
@@ -45,7 +45,8 @@ bool replace(const QString& old_path, const QString& new_path)
     return !error;
 }
 
-/// Grows the file before it touches what is there: only that can fail for want of space.
+/// Grows the file before it touches what is there: on most file systems only that can fail for want
+/// of space.
 bool write_in_place(const QString& path, const QByteArray& content)
 {
     QFile file(path);
@@ -79,7 +80,8 @@ bool WriteWholeFile(const QString& path, const QByteArray& content)
     // could never be taken away again, and would go to the Workshop.
     const QString process = QString::number(QCoreApplication::applicationPid());
     QFile fresh(place.path() + QLatin1Char('/') + hidden_prefix(place) + process);
-    if (!fresh.open(QIODevice::WriteOnly))
+    fresh.remove(); // of a program with the same number that was killed
+    if (!fresh.open(QIODevice::WriteOnly | QIODevice::NewOnly))
         return write_in_place(target, content);
     if (old.exists())
         fresh.setPermissions(place.permissions()); // not every file system has them
@@ -88,9 +90,11 @@ bool WriteWholeFile(const QString& path, const QByteArray& content)
     if (is_whole && replace(target, fresh.fileName()))
         return true;
     fresh.remove();
+    // Some folders and systems let a file be written but not replaced, for example while another
+    // program has it open.
     // A full disk often has room for some bytes more in a file that is there. The number of a new
     // Workshop item must not be lost.
-    return !is_whole && write_in_place(target, content);
+    return write_in_place(target, content);
 }
 
 void RemoveUnfinished(const QString& path)

@@ -31,8 +31,9 @@ ClearableTextEdit::ClearableTextEdit(QWidget* parent) : QPlainTextEdit(parent)
 
 void ClearableTextEdit::ShowText(const QString& text)
 {
-    setWordWrapMode(has_endless_line(text) ? QTextOption::WrapAnywhere
-                                           : QTextOption::WrapAtWordBoundaryOrAnywhere);
+    clear_all(); // while the old text is there, every change of the wrapping lays it out anew
+    if (has_endless_line(text))
+        setWordWrapMode(QTextOption::WrapAnywhere);
     setPlainText(text);
 }
 
@@ -64,4 +65,5 @@ void ClearableTextEdit::run_menu(const QPoint& place)
 void ClearableTextEdit::clear_all()
 {
     clear();
+    setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
 }

@@ -8,6 +8,8 @@
 #include <QImageReader>
 #include <QtEndian>
 
+#include <algorithm>
+
 namespace {
 
 /// A few hundred bytes can unpack to gigabytes. 32 million pixels take 128 MiB (twice that with
@@ -108,6 +110,7 @@ QPixmap PreviewPicture::FromFile(const QString& path)
     // Opening a pipe would wait for ever.
     if (!QFileInfo(file).isFile() || !file.open(QIODevice::ReadOnly))
         return {};
-    const QByteArray data = file.read(max_file_bytes + 1);
+    // No more is asked for than there is: what is asked for is allocated.
+    const QByteArray data = file.read(std::min(file.size(), max_file_bytes) + 1);
     return data.size() <= max_file_bytes ? FromData(data) : QPixmap();
 }

@@ -107,7 +107,8 @@ void SteamWrapper::received_network_reply(QNetworkReply* reply)
     // Taken before it is called: it may ask for the next preview at once.
     const CallbackInfo<const QPixmap&> callback = preview_callback;
     preview_callback.Reset();
-    const QByteArray arrived = std::exchange(preview_bytes, QByteArray());
+    const QByteArray arrived =
+        generation.isValid() ? std::exchange(preview_bytes, QByteArray()) : QByteArray();
 
     if (reply->error() != QNetworkReply::NoError) {
         Logger::LogMessage(tr("Failed to download preview image for mod '%1': %2")
