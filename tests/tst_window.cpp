@@ -22,6 +22,7 @@
 #include <QPushButton>
 #include <QScopeGuard>
 #include <QTest>
+#include <QToolTip>
 
 #include <functional>
 
@@ -398,6 +399,10 @@ private slots:
         QCOMPARE(label("ModName").text(), QString("Name: <b>Lamp %1"));
         QCOMPARE(label("ModName").textFormat(), Qt::PlainText);
         QCOMPARE(label("ModName").toolTip(), QString("<b>Lamp %1"));
+        QHelpEvent hovering(QEvent::ToolTip, QPoint(), QPoint());
+        QCoreApplication::sendEvent(&label("ModName"), &hovering);
+        QVERIFY(QToolTip::text().contains("&lt;b&gt;Lamp")); // as the text that it is
+        QToolTip::hideText();
         QCOMPARE(label("ModVersion").text(), QString("Version: 2.5"));
         QCOMPARE(label("ModVersion").toolTip(), QString("2.5"));
         QCOMPARE(editor("ModDescription").toPlainText(), QString("Glows"));
