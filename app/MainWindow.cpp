@@ -25,7 +25,8 @@ public:
     bool eventFilter(QObject* watched, QEvent* event) override
     {
         const auto* const widget = qobject_cast<QWidget*>(watched);
-        if (event->type() != QEvent::ToolTip || !widget || !Qt::mightBeRichText(widget->toolTip()))
+        if (event->type() != QEvent::ToolTip || widget == nullptr
+            || !Qt::mightBeRichText(widget->toolTip()))
             return false;
         QToolTip::showText(QCursor::pos(), Qt::convertFromPlainText(widget->toolTip()));
         return true;

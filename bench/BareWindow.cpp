@@ -8,7 +8,7 @@ int main(int argc, char** argv)
 {
     QApplication application(argc, argv);
     QMainWindow window;
-    Ui_MainWindow form;
+    Ui_MainWindow form{};
     form.setupUi(&window);
     window.show();
     return QApplication::exec();

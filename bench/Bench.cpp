@@ -169,7 +169,7 @@ void measure_upload(const QString& path)
     const ModParser::ModDescriptor mod = window.GetModDescriptor();
     const double ours = median_ms(1, [&] {
         window.findChild<QPushButton*>(QStringLiteral("SubmitButton"))->click();
-        while (window.findChild<UploadDialog*>())
+        while (window.findChild<UploadDialog*>() != nullptr)
             beat(window);
     });
     const double baseline = median_ms(1, [&] { BareUpload(mod).Run(); });

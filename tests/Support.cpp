@@ -125,7 +125,7 @@ void add_cases(const QString& file, const QString& list)
         json += line.startsWith("//") ? QByteArray() : line;
     const QJsonDocument document = QJsonDocument::fromJson(json);
     QTest::addColumn<QJsonObject>("test_case");
-    for (const QJsonValue& value : list.isEmpty() ? document.array() : document.object().value(list).toArray())
+    for (const QJsonValue value : list.isEmpty() ? document.array() : document.object().value(list).toArray())
         add_row(qPrintable(value.toObject().value("name").toString()), value.toObject());
 }
 

@@ -54,9 +54,12 @@ private slots:
                           &UGC::SetItemMetadata, &UGC::SetItemVisibility, &UGC::SetItemTags, &UGC::SetItemContent,
                           &UGC::SetItemPreview, &UGC::SubmitItemUpdate, &UGC::GetItemUpdateProgress),
                  (QList<int>{2, 3, 5, 31, 32, 33, 34, 36, 37, 38, 39, 40, 48, 49}));
-        struct Holder final : CallResultBase
+        struct Holder : CallResultBase
         {
             using CallResultBase::run_call_result;
+
+        protected:
+            ~Holder() = default;
         };
         QCOMPARE(slot_of(&Holder::run_call_result), 1); // called by the library
     }

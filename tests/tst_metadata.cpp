@@ -305,7 +305,7 @@ private slots:
     void finds_forbidden_files()
     {
         QFETCH(QJsonObject, test_case);
-        for (const QJsonValue& name : test_case.value("files").toArray())
+        for (const QJsonValue name : test_case.value("files").toArray())
             write_file(folder() + "/" + name.toString(), "x");
 
         ModDescriptor mod;
@@ -316,7 +316,7 @@ private slots:
         QCOMPARE(lines.takeFirst(), forbidden);
         QCOMPARE(lines.takeLast(), QString("Please remove the offending files and try again"));
         QStringList expected;
-        for (const QJsonValue& path : test_case.value("offending").toArray())
+        for (const QJsonValue path : test_case.value("offending").toArray())
             expected << "&nbsp;&nbsp;&nbsp;&nbsp;'.../MyMod/" + path.toString() + "'";
         lines.sort();
         expected.sort();

@@ -62,7 +62,8 @@ QString describe_rows(const QAbstractItemModel& model)
     QStringList rows;
     for (int row = 0; row < model.rowCount(); ++row) {
         const QModelIndex index = model.index(row, 0);
-        const bool is_checkable = index.flags() & Qt::ItemIsUserCheckable && index.data(Qt::CheckStateRole).isValid();
+        const bool is_checkable =
+            index.flags().testFlag(Qt::ItemIsUserCheckable) && index.data(Qt::CheckStateRole).isValid();
         rows << (is_checkable ? "[] " : "") + index.data().toString();
     }
     return rows.join(" / ");
@@ -156,7 +157,7 @@ private:
     {
         QString shown;
         ModalDriver driver([&](QWidget& dialog) {
-            shown += dialog.windowTitle() + ": " + static_cast<QFileDialog&>(dialog).nameFilters().join('|');
+            shown += dialog.windowTitle() + ": " + dynamic_cast<QFileDialog&>(dialog).nameFilters().join('|');
             if (path.isEmpty())
                 return;
             dialog.findChild<QLineEdit*>("fileNameEdit")->setText(path);

@@ -50,7 +50,7 @@ constexpr int patience_ms = 20'000;
 void upload(MainWindow& window)
 {
     window.findChild<QPushButton*>("SubmitButton")->click();
-    while (window.findChild<UploadDialog*>())
+    while (window.findChild<UploadDialog*>() != nullptr)
         QApplication::processEvents(QEventLoop::WaitForMoreEvents);
 }
 
@@ -123,7 +123,7 @@ QJsonObject figures(const MainWindow& window, Pulse& pulse)
     };
     qint64 heap = 0;
 #if defined(__GLIBC__)
-    heap = qint64(mallinfo2().uordblks + mallinfo2().hblkhd);
+    heap = static_cast<qint64>(mallinfo2().uordblks + mallinfo2().hblkhd);
 #endif
     return {{"preview", shown_preview(window)},
             {"gap_ms", pulse.take_longest_gap()},
