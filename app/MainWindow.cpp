@@ -36,6 +36,9 @@ public:
 /// One heartbeat; Steam wants its callbacks pumped some thirty times a second.
 constexpr int heartbeat_ms = 33;
 
+/// Of the loading picture in per cent. It always runs, but every change of it wakes the processor.
+constexpr int unseen_speed = 1;
+
 } // namespace
 
 MainWindow* MainWindow::s_Window = nullptr;
@@ -120,6 +123,21 @@ void MainWindow::start_loading_movie()
     loading_movie->setCacheMode(QMovie::CacheAll);
     loading_movie->setScaledSize(ui->ModPreview->size() / 2);
     loading_movie->start();
+    loading_movie->setSpeed(unseen_speed);
+}
+
+void MainWindow::show_loading_movie()
+{
+    ui->ModPreview->setScaledContents(false);
+    ui->ModPreview->setMovie(loading_movie);
+    loading_movie->setSpeed(100);
+    loading_movie->jumpToNextFrame(); // the slow picture would stay for seconds
+}
+
+void MainWindow::show_preview(const QPixmap& preview)
+{
+    ui->ModPreview->setPixmap(preview);
+    loading_movie->setSpeed(unseen_speed);
 }
 
 void MainWindow::fill_tag_list()

@@ -6,6 +6,8 @@
 #include <QMainWindow>
 #include <QTimer>
 
+#include <filesystem>
+
 class QModelIndex;
 class QMovie;
 class QPixmap;
@@ -69,6 +71,8 @@ private:
     static void preview_image_downloaded(const QPixmap& preview, void* user);
 
     void start_loading_movie();
+    void show_loading_movie();
+    void show_preview(const QPixmap& preview);
     void fill_tag_list();
     void fill_visibility_box();
     void fetch_workshop_preview();
@@ -83,6 +87,8 @@ private:
     ModParser::ModDescriptor mod_descriptor;
     /// When the program last read or wrote the metadata file.
     QDateTime last_metadata_time;
+    /// Time of the metadata file when it was looked at last.
+    std::filesystem::file_time_type last_written;
     /// Time of the outside change that was read last.
     QDateTime last_reread_change;
     QTimer timer;

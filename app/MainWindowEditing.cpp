@@ -18,7 +18,7 @@ void MainWindow::on_ChangePreview_clicked()
         return;
     // For the next upload only: reading the metadata again forgets it.
     mod_descriptor.preview_path = path;
-    ui->ModPreview->setPixmap(PreviewPicture::FromFile(path));
+    show_preview(PreviewPicture::FromFile(path));
 }
 
 /// Also runs when the program selects an entry: once while the window is built, with no mod loaded,
