@@ -123,7 +123,8 @@ QJsonObject figures(const MainWindow& window, Pulse& pulse)
     };
     qint64 heap = 0;
 #if defined(__GLIBC__)
-    heap = static_cast<qint64>(mallinfo2().uordblks + mallinfo2().hblkhd);
+    const auto memory = mallinfo2();
+    heap = static_cast<qint64>(memory.uordblks) + static_cast<qint64>(memory.hblkhd);
 #endif
     return {{"preview", shown_preview(window)},
             {"gap_ms", pulse.take_longest_gap()},
