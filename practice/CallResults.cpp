@@ -22,8 +22,8 @@ namespace {
 // The caller's object: the address of its function table, one byte of flags, then the callback id.
 constexpr std::size_t kCallbackIdOffset = sizeof(void*) + 4;
 
-// The Microsoft compiler lays out overloads in the opposite order.
-#if defined(_MSC_VER)
+// The library for Windows is built by a compiler that lays out overloads in the opposite order.
+#if defined(_WIN32)
 constexpr std::size_t kRunSlot = 0;
 #else
 constexpr std::size_t kRunSlot = 1;

@@ -25,13 +25,16 @@ protected:
     }
     ~CallResultBase() = default;
 
-    // The library calls by slot, and expects the two in the order that the platform's compiler
-    // gives an overloaded pair: reversed with Microsoft's. Two names leave the order in our hands.
-#if defined(_MSC_VER)
+    // The library calls by slot. The one for Windows is built by Microsoft's compiler, which
+    // reverses the order of overloads; so the order depends on the platform and not on the compiler
+    // that builds the program. Two names, because overloads would leave the order to that compiler.
+#if defined(_WIN32)
     virtual void run_call_result(void* result, bool io_failure, SteamAPICall_t call) = 0;
-    virtual void run_callback(void* result) = 0;
+    virtual void run_callback(void*)
+    {}
 #else
-    virtual void run_callback(void* result) = 0;
+    virtual void run_callback(void*)
+    {} // for broadcasts, which nothing here registers for
     virtual void run_call_result(void* result, bool io_failure, SteamAPICall_t call) = 0;
 #endif
     virtual int get_callback_size_bytes() = 0;
@@ -84,23 +87,17 @@ public:
     }
 
 private:
-    void run_callback(void* result) override { deliver(result, false); }
-
     void run_call_result(void* result, bool io_failure, SteamAPICall_t answered_call) override
     {
-        if (answered_call == call)
-            deliver(result, io_failure);
-    }
-
-    int get_callback_size_bytes() override { return static_cast<int>(sizeof(Result)); }
-
-    void deliver(void* result, bool io_failure)
-    {
+        if (answered_call != call)
+            return;
         // The library drops the registration itself. The holder counts as idle before the handler
         // runs, because the handler may arm it anew and unregistering now would crash the library.
         call = k_uAPICallInvalid;
         (target->*handler)(static_cast<Result*>(result), io_failure);
     }
+
+    int get_callback_size_bytes() override { return static_cast<int>(sizeof(Result)); }
 
     SteamAPICall_t call = k_uAPICallInvalid;
     Target* target = nullptr;

@@ -61,7 +61,11 @@ private slots:
         protected:
             ~Holder() = default;
         };
-        QCOMPARE(slot_of(&Holder::run_call_result), 1); // called by the library
+#if defined(_WIN32)
+        QCOMPARE(slot_of(&Holder::run_call_result), 0); // called by the library
+#else
+        QCOMPARE(slot_of(&Holder::run_call_result), 1);
+#endif
     }
 };
 
