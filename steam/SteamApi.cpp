@@ -45,13 +45,14 @@ void forget_interfaces()
 }
 
 /// The client looks for the application id in the environment before it tries a file in the working
-/// directory, which may be anywhere. What Steam has set itself stays.
+/// directory, which may be anywhere. What Steam has set itself stays, unless the player has added
+/// the program to Steam as a foreign game: then the id is 0, and Steam would refuse to start.
 void name_application(AppId_t app)
 {
-    for (const char* variable : {"SteamAppId", "SteamGameId"}) {
-        if (qEnvironmentVariableIsEmpty(variable))
-            qputenv(variable, QByteArray::number(app));
-    }
+    if (qgetenv("SteamAppId").toUInt() > 0) // 0 also for what is no number or too large
+        return;
+    for (const char* variable : {"SteamAppId", "SteamGameId"})
+        qputenv(variable, QByteArray::number(app));
 }
 
 bool start(const SteamFunctions& functions)

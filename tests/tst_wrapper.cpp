@@ -475,19 +475,30 @@ private slots:
         QVERIFY(QFile::exists(marker));
     }
 
+    void names_the_application_unless_steam_has_data()
+    {
+        add_columns<QByteArray, QByteArray>("given", "kept");
+        add_row("not set", QByteArray(), QByteArray());
+        for (const char* const text : {"", "0", "abc", "-1", "4294967296"})
+            add_row(*text ? text : "empty", QByteArray(text), QByteArray());
+        for (const char* const id : {"480", "77", "4294967295"})
+            add_row(id, QByteArray(id), QByteArray(id));
+    }
+
     void names_the_application_unless_steam_has()
     {
-        const auto start_with = [this](const char* set, const char* unset, const QByteArray& value) {
-            window.reset();
-            qunsetenv(unset);
-            qputenv(set, value);
-            open_window();
-        };
-        start_with("SteamGameId", "SteamAppId", "77");
-        QCOMPARE(qgetenv("SteamAppId") + " " + qgetenv("SteamGameId"), QByteArray("480 77"));
-        start_with("SteamAppId", "SteamGameId", "481");
-        QCOMPARE(qgetenv("SteamAppId") + " " + qgetenv("SteamGameId"), QByteArray("481 480"));
+        QFETCH(QByteArray, given);
+        QFETCH(QByteArray, kept);
+        const QByteArray of_foreign_game = "14757395258967641292";
+        window.reset();
+        given.isNull() ? qunsetenv("SteamAppId") : qputenv("SteamAppId", given);
+        qputenv("SteamGameId", of_foreign_game);
+        open_window();
+        const QByteArray app = qgetenv("SteamAppId");
+        const QByteArray game = qgetenv("SteamGameId");
         qputenv("SteamAppId", "480");
+        QCOMPARE(app, kept.isEmpty() ? "480" : kept);
+        QCOMPARE(game, kept.isEmpty() ? "480" : of_foreign_game);
     }
 
     void explains_every_result_code()
