@@ -2,11 +2,10 @@
 
 #include "metadata/ModParser.h"
 
+#include <QByteArray>
 #include <QDateTime>
 #include <QMainWindow>
 #include <QTimer>
-
-#include <filesystem>
 
 class QModelIndex;
 class QMovie;
@@ -37,7 +36,7 @@ public:
     ModParser::ModDescriptor& GetModDescriptor();
 
     /// Records that the program itself has just written "metadata.xml", so that the watch does not
-    /// take the write for an outside change.
+    /// take the write for an outside change. Also to be called when the write has failed.
     void NotifyMetadataUpdated();
 
     /// Copies the loaded mod into the information panel.
@@ -67,6 +66,13 @@ private slots:
     void on_ModTags_clicked(const QModelIndex&);
 
 private:
+    /// A file at one moment; the date is taken first, so that a later change cannot hide behind it.
+    struct FileState
+    {
+        QDateTime date;
+        QByteArray content; // null if it cannot be read
+    };
+
     static void mod_upload_result_received(bool success, void* user);
     static void preview_image_downloaded(const QPixmap& preview, void* user);
 
@@ -75,6 +81,8 @@ private:
     void show_preview(const QPixmap& preview);
     void fill_tag_list();
     void fill_visibility_box();
+    static FileState look_at(const QString& path);
+    QString watched_path() const;
     void fetch_workshop_preview();
     void forward_upload_progress();
     void reread_changed_metadata();
@@ -85,12 +93,10 @@ private:
     /// The progress dialog while an upload runs; a child of the window.
     UploadDialog* upload_dialog = nullptr;
     ModParser::ModDescriptor mod_descriptor;
-    /// When the program last read or wrote the metadata file.
+    /// When the program last read, wrote or looked at the metadata file.
     QDateTime last_metadata_time;
-    /// Time of the metadata file when it was looked at last.
-    std::filesystem::file_time_type last_written;
-    /// Time of the outside change that was read last.
-    QDateTime last_reread_change;
+    /// The metadata file as the program itself left it, or saw it before it read it.
+    FileState known_metadata;
     QTimer timer;
     QMovie* loading_movie = nullptr;
 };

@@ -2,19 +2,19 @@
 
 #include "ui_MainWindow.h"
 
-#include "metadata/NativePath.h"
+#include "metadata/XmlLimits.h"
 #include "widgets/Logger.h"
 #include "workshop/SteamWrapper.h"
 
 #include <QDropEvent>
+#include <QFile>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QMimeData>
 #include <QUrl>
 
 #include <algorithm>
-#include <filesystem>
-#include <system_error>
+#include <utility>
 
 namespace {
 
@@ -28,6 +28,9 @@ QUrl find_metadata_url(const QMimeData& data)
     });
     return found == urls.end() ? QUrl() : *found;
 }
+
+/// FAT keeps dates in steps of two seconds; every other file system in use has finer ones.
+constexpr qint64 coarsest_date_ms = 2000;
 
 } // namespace
 
@@ -60,6 +63,7 @@ void MainWindow::process_metadata_file(const QString& path, const QString& actio
         parts.size() < 2 ? path : tr("%1/%2").arg(parts.at(parts.size() - 2), parts.last());
     const QString former_id = mod_descriptor.id;
 
+    const FileState former_metadata = std::exchange(known_metadata, look_at(path));
     const bool ok = ModParser::ParseMetadata(path, mod_descriptor);
     if (ok) {
         Logger::LogMessage(tr("%1 '%2'... Success").arg(action, display_name), Logger::Success);
@@ -70,6 +74,8 @@ void MainWindow::process_metadata_file(const QString& path, const QString& actio
     } else {
         Logger::LogMessage(tr("%1 '%2'... Failed").arg(action, display_name), Logger::Error);
         Logger::LogMessage(ModParser::GetParseMetadataResult(), Logger::Error);
+        if (path != watched_path())
+            known_metadata = former_metadata;
     }
 
     enable_uploading_ui(ok);
@@ -98,26 +104,47 @@ void MainWindow::preview_image_downloaded(const QPixmap& preview, void* user)
 void MainWindow::NotifyMetadataUpdated()
 {
     last_metadata_time = QDateTime::currentDateTime();
+    if (mod_descriptor.folder_path.isEmpty())
+        return;
+    // Anything else in the file means that the save has failed, or that somebody was faster than
+    // this look at it.
+    const FileState saved = look_at(watched_path());
+    if (saved.content == mod_descriptor.ToXml())
+        known_metadata = saved;
 }
 
 /// Reads the loaded file again when something else has changed it. Always the last mod that was
-/// read successfully is watched; a file that has disappeared has no time and counts as unchanged.
+/// read successfully is watched; a file that has disappeared has no date and counts as unchanged.
 void MainWindow::reread_changed_metadata()
 {
     if (mod_descriptor.folder_path.isEmpty())
         return;
-    const QString path = mod_descriptor.folder_path + QStringLiteral("/metadata.xml");
-    // Looked at first as it stands on the disk: a calendar time costs ten times as much, and this
-    // runs thirty times a second.
-    std::error_code error;
-    const auto written = std::filesystem::last_write_time(ToNativePath(path), error);
-    if (error || written == last_written)
+    const QDateTime date = QFileInfo(watched_path()).lastModified();
+    if (!date.isValid())
         return;
-    last_written = written;
-    const QDateTime modified = QFileInfo(path).lastModified();
-    // A time from a clock ahead of ours stays later for long; once is enough for each change.
-    if (last_metadata_time < modified && modified != last_reread_change) {
-        last_reread_change = modified;
-        process_metadata_file(path, QStringLiteral("Detected metadata change, reprocessing"));
+    // Changes in the same step of the file system's clock leave the same date, so until a look
+    // after that step only the content tells. A file that somebody has locked is tried again.
+    const bool is_settled = date.addMSecs(coarsest_date_ms) < last_metadata_time;
+    if (date == known_metadata.date && is_settled && !known_metadata.content.isNull())
+        return;
+    last_metadata_time = QDateTime::currentDateTime();
+    if (date != known_metadata.date || look_at(watched_path()).content != known_metadata.content) {
+        process_metadata_file(watched_path(),
+                              QStringLiteral("Detected metadata change, reprocessing"));
     }
+}
+
+QString MainWindow::watched_path() const
+{
+    return mod_descriptor.folder_path + QStringLiteral("/metadata.xml");
+}
+
+MainWindow::FileState MainWindow::look_at(const QString& path)
+{
+    const QDateTime date = QFileInfo(path).lastModified();
+    QFile file(path);
+    // Opening a pipe would wait for a writer.
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly))
+        return {date, {}};
+    return {date, file.read(XmlLimits::max_bytes + 1)};
 }

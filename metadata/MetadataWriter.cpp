@@ -5,7 +5,6 @@
 #include "metadata/WholeFile.h"
 #include "metadata/XmlLimits.h"
 
-#include <QBuffer>
 #include <QCoreApplication>
 #include <QXmlStreamWriter>
 
@@ -37,33 +36,37 @@ QString storable(const QString& text)
     return result;
 }
 
-void write_document(const ModParser::ModDescriptor& mod, QIODevice& device)
+} // namespace
+
+QByteArray ModParser::ModDescriptor::ToXml() const
 {
-    QXmlStreamWriter xml(&device);
+    QByteArray document;
+    QXmlStreamWriter xml(&document);
     xml.setAutoFormatting(true);
     xml.writeStartDocument();
     xml.writeStartElement(QStringLiteral("metadata"));
-    for (const ModParser::TextField& field : ModParser::text_fields)
-        xml.writeTextElement(QLatin1String(field.element), storable(mod.*field.member));
-    for (const QString& tag : mod.tags) {
+    for (const TextField& field : text_fields)
+        xml.writeTextElement(QLatin1String(field.element), storable(this->*field.member));
+    for (const QString& tag : tags) {
         xml.writeEmptyElement(QStringLiteral("tag"));
         xml.writeAttribute(QStringLiteral("id"), storable(tag));
     }
     xml.writeEndElement();
     xml.writeEndDocument();
+    return document;
 }
+
+namespace {
 
 void save(const ModParser::ModDescriptor& mod)
 {
     const QString format = QCoreApplication::translate("", "%1/%2");
-    QBuffer document;
-    document.open(QIODevice::WriteOnly);
-    write_document(mod, document);
+    const QByteArray document = mod.ToXml();
     // Escaping lets a text grow up to six times. A file that the reader refuses would be the end of
     // the mod, so what is there stays.
     if (document.size() > XmlLimits::max_bytes)
         return;
-    WriteWholeFile(format.arg(mod.folder_path, QStringLiteral("metadata.xml")), document.data());
+    WriteWholeFile(format.arg(mod.folder_path, QStringLiteral("metadata.xml")), document);
 }
 
 } // namespace

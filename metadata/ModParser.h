@@ -34,6 +34,9 @@ struct ModDescriptor
     /// the write. Reports no failure: the file then stays as it was, and the window is told too.
     void SaveMetadata() const;
 
+    /// The content that `SaveMetadata` gives the file.
+    QByteArray ToXml() const;
+
     /// Raises the last number of `version` by one. Does not save.
     void IncrementVersion();
     /// Lowers the last number of `version` by one, but not below 0. Does not save.
