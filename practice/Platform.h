@@ -16,6 +16,11 @@ std::filesystem::path UserDataFolder();
 
 std::string ProcessId();
 
+// From now on, what this process opens in the browser is opened as an item of the store instead:
+// the number at the end of the address names it. Does nothing on systems that let no program decide
+// that.
+void OpenItemsForPages(const std::filesystem::path& store);
+
 // The time now, UTC, as 2024-05-01T12:00:00Z.
 std::string TimeText();
 

@@ -15,8 +15,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Numbers look like those of today's Workshop.
-constexpr std::uint64_t kFirstItem = 5000000001;
+// Nobody's on the real Workshop, whose numbers have ten digits.
+constexpr std::uint64_t kFirstItem = 900000000000001;
 
 constexpr auto kItems = "items";
 constexpr auto kStaging = "staging";

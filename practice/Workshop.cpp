@@ -44,6 +44,7 @@ void Introduce(const std::filesystem::path& folder)
                      "Practice Workshop: this is a rehearsal, nothing goes to Steam. "
                      "Items are kept in %s\n",
                      folder.u8string().c_str());
+        OpenItemsForPages(folder);
     }
     introduced = true;
 }

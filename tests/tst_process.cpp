@@ -121,7 +121,7 @@ private slots:
         QVERIFY(process->waitForFinished());
         const QDir items(folder->path() + "/store/items");
         QCOMPARE(items.entryList(QDir::AllEntries | QDir::NoDotAndDotDot).size(), 1);
-        const QString item = items.path() + "/" + items.entryList({"5*"}).value(0);
+        const QString item = items.path() + "/" + items.entryList({"9*"}).value(0);
         const QByteArray before = read_file(item + "/content/data.bin");
         QCOMPARE(before.size(), 100'000);
 
@@ -136,7 +136,7 @@ private slots:
         QCOMPARE(in_journal("deliver 3404"), 1);
         QCOMPARE(read_file(item + "/content/data.bin"), before);
         QCOMPARE(read_file(item + "/history.json").count("\"version\""), 1);
-        QVERIFY(read_file(mod + "/metadata.xml").contains("<id>" + items.entryList({"5*"}).value(0).toUtf8()));
+        QVERIFY(read_file(mod + "/metadata.xml").contains("<id>" + items.entryList({"9*"}).value(0).toUtf8()));
 
         // The next run takes the remains away.
         write_file(folder->path() + "/store/practice.json", "{}");
