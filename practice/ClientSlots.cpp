@@ -89,9 +89,8 @@ Interface* Find(const Interface* self, const Offer& offer, int user, int pipe, c
         Mistake(std::string("ISteamClient::") + offer.method + " with a null version");
         return nullptr;
     }
-    const bool wanted = std::string(version) == offer.version
-                        && TheWorkshop().script.missing_interfaces.count(version) == 0;
-    return wanted ? InterfaceOfThisStart(offer.name, TableOf(offer)) : nullptr;
+    const bool offered = std::string(version) == offer.version && !TheWorkshop().Lacks(version);
+    return offered ? InterfaceOfThisStart(offer.name, TableOf(offer)) : nullptr;
 }
 
 void* Handed(const std::string& call, Interface* found)

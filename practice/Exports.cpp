@@ -157,8 +157,7 @@ PRACTICE_EXPORT void* SteamInternal_CreateInterface(const char* version)
             Mistake("SteamInternal_CreateInterface with a null version");
             right = false;
         }
-        right = right && std::strcmp(version, kClientVersion) == 0
-                && TheWorkshop().script.missing_interfaces.count(version) == 0;
+        right = right && std::strcmp(version, kClientVersion) == 0 && !TheWorkshop().Lacks(version);
         Note(CallText("SteamInternal_CreateInterface", version) + (right ? " = ok" : " = null"));
         return right ? InterfaceOfThisStart("ISteamClient", ClientTable()) : nullptr;
     });

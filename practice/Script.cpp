@@ -267,15 +267,18 @@ bool ScriptFile::Look(const std::filesystem::path& file, Script& script)
     std::error_code error;
     const auto time = std::filesystem::last_write_time(file, error);
     const auto size = error ? 0 : std::filesystem::file_size(file, error);
-    if (error || (file == seen_file && time == seen_time && size == seen_size)) {
-        return false;
+    const bool exists = !error;
+    const auto now = exists ? std::make_optional(std::make_pair(time, size)) : std::nullopt;
+    if (now == seen_time_and_size) {
+        return false; // what it says once must not count again
     }
-    seen_file = file;
-    seen_time = time;
-    seen_size = size;
-    std::ifstream in(file, std::ios::binary);
-    const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    script.Apply(text, file.filename().u8string());
+    seen_time_and_size = now;
+    script = Script();
+    if (exists) {
+        std::ifstream in(file, std::ios::binary);
+        const std::string text(std::istreambuf_iterator<char>(in), {});
+        script.Apply(text, file.filename().u8string());
+    }
     return true;
 }
 

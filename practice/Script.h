@@ -5,8 +5,10 @@
 #include <cstddef>
 #include <deque>
 #include <filesystem>
+#include <optional>
 #include <set>
 #include <string>
+#include <utility>
 
 namespace practice {
 
@@ -44,17 +46,17 @@ struct Script
     std::string owner = "you";
 };
 
-// A person's script. It counts once for each time that it was changed.
+// A person's script. Each time that it is saved, or deleted, it replaces all that was scripted
+// before.
 class ScriptFile
 {
 public:
-    // True when the file had changed, and was applied as far as it is right.
+    // True when the file had changed, and the script is now what is right in it.
     bool Look(const std::filesystem::path& file, Script& script);
 
 private:
-    std::filesystem::path seen_file;
-    std::filesystem::file_time_type seen_time;
-    std::uintmax_t seen_size = 0;
+    // Nothing while there is no file.
+    std::optional<std::pair<std::filesystem::file_time_type, std::uintmax_t>> seen_time_and_size;
 };
 
 } // namespace practice

@@ -62,25 +62,34 @@ StartOutcome Workshop::Start()
     if (started) {
         return {kStarted, ""};
     }
+    StartOutcome outcome = TryToStart();
+    started = outcome.code == kStarted;
+    if (started) {
+        ++start_number;
+    } else {
+        Trouble("the start fails: " + outcome.reason);
+    }
+    return outcome;
+}
+
+StartOutcome Workshop::TryToStart()
+{
     try {
         const std::filesystem::path folder = Store::DefaultFolder();
         Introduce(folder);
         store.Open(folder);
         KeepJournalIn(folder / "journal.txt");
     } catch (const std::exception& error) {
-        Trouble(std::string("the store cannot be opened: ") + error.what());
-        return {kStartFailed, error.what()};
+        return {kStartFailed, std::string("the store cannot be opened: ") + error.what()};
     }
     LookAtScriptFile();
     if (script.start_fails) {
-        return {kNoClient, "rehearsed: no Steam client is running"};
+        return {kNoClient, "rehearsed: no Steam client is running (\"start\" in practice.json)"};
     }
     app_id = FindAppId();
     if (app_id == 0) {
         return {kStartFailed, "no app id, neither in SteamAppId nor in steam_appid.txt"};
     }
-    started = true;
-    ++start_number;
     return {kStarted, ""};
 }
 
@@ -120,6 +129,16 @@ void Workshop::LookAtScriptFile()
     if (script_file.Look(store.Folder() / "practice.json", script)) {
         previews.Behave(script.preview, script.preview_delay);
     }
+}
+
+bool Workshop::Lacks(const std::string& version) const
+{
+    const bool lacks = script.missing_interfaces.count(version) > 0;
+    if (lacks) {
+        Trouble("rehearsed: the client has no " + version
+                + " (\"missing_interfaces\" in practice.json)");
+    }
+    return lacks;
 }
 
 } // namespace practice

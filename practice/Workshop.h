@@ -53,6 +53,9 @@ public:
     bool Control(const char* json);
     void LookAtScriptFile();
 
+    // True, and said aloud, when the script wants the client to lack this interface.
+    bool Lacks(const std::string& version) const;
+
     Store store;
     Script script;
     CallResults calls;
@@ -63,6 +66,8 @@ public:
     std::uint64_t last_query = 2000;
 
 private:
+    StartOutcome TryToStart();
+
     ScriptFile script_file;
     bool started = false;
     unsigned start_number = 0; // never the same twice, not even after a reset

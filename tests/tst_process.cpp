@@ -93,6 +93,7 @@ private slots:
                             "running and then relaunch this app"));
 
         const QString errors = QString::fromUtf8(program.readAllStandardError());
+        QCOMPARE(errors.contains("rehearsed: "), !script.isEmpty());
         const QStringList problems = errors.split('\n').filter(library_path());
         QVERIFY2(problems.size() == 1, qPrintable(errors));
         for (const QString& word : words)

@@ -295,7 +295,7 @@ private slots:
         practice->tell(R"({"bytes_per_pump": 1000000, "answer_after_pumps": 1})");
         write_file(practice->store() + "/practice.json",
                    "{ // what people write\n \"owner\": 5,\n\n \"no_such_key\": 1,\n"
-                   " \"create_results\": [8]\n}");
+                   " \"create_results\": [8, 8]\n}");
         load_mod("0");
         upload();
         QVERIFY(pump_until_uploaded());
@@ -304,11 +304,20 @@ private slots:
         QVERIFY2(journal.contains("practice.json, line 2: \"owner\""), qPrintable(journal));
         QVERIFY2(journal.contains("practice.json, line 4: unknown key"), qPrintable(journal));
 
+        // Nothing of a former file is left, and a file counts once.
         write_file(practice->store() + "/practice.json", "{\n \"start\": \"fails\"\n oops");
-        upload(); // once for each change: the file is not applied again
+        upload();
         QVERIFY(pump_until_uploaded(2));
         QVERIFY(caller.outcomes.last());
         QCOMPARE(practice->journal().join('\n').count("practice.json, line 3"), 1);
+
+        write_file(practice->store() + "/practice.json", R"({"submit_results": [25, 25]})");
+        upload();
+        QVERIFY(pump_until_uploaded(3));
+        QFile::remove(practice->store() + "/practice.json");
+        upload();
+        QVERIFY(pump_until_uploaded(4));
+        QVERIFY(caller.outcomes.last());
     }
 
     void reports_progress_in_tenths()
