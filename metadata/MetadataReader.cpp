@@ -9,7 +9,6 @@
 #include <QDomDocument>
 #include <QFile>
 #include <QFileInfo>
-#include <QRegularExpression>
 
 QString ModParser::s_ParseMetadataResult;
 
@@ -38,6 +37,17 @@ QStringList read_tags(const QDomElement& root)
             tags << element.attribute(id);
     }
     return tags;
+}
+
+/// Not a regular expression: that leaves a text with half a surrogate pair as it is.
+QString digits_and_dots(const QString& text)
+{
+    QString result;
+    for (const QChar c : text) {
+        if (c == QLatin1Char('.') || (c >= QLatin1Char('0') && c <= QLatin1Char('9')))
+            result += c;
+    }
+    return result;
 }
 
 void set_if_empty(QString& field, const QString& value)
@@ -115,7 +125,7 @@ bool ModParser::ParseMetadata(QString path, ModDescriptor& descriptor)
 
     descriptor.directory = descriptor.directory.toLower();
     // After the default: a version made of letters only ends up empty and stays so.
-    descriptor.version.remove(QRegularExpression(QStringLiteral("[^0-9.]")));
+    descriptor.version = digits_and_dots(descriptor.version);
 
     RemoveUnfinished(path);
     descriptor.SaveMetadata();
