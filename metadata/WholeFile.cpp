@@ -37,6 +37,12 @@ bool reaches_disk(QFile& file)
 #endif
 }
 
+bool has_content(const QString& path, const QByteArray& content)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) && file.read(content.size() + 1) == content;
+}
+
 /// Unlike QFile::rename this replaces a file that is there, in one step.
 bool replace(const QString& old_path, const QString& new_path)
 {
@@ -72,6 +78,9 @@ bool WriteWholeFile(const QString& path, const QByteArray& content)
     // A pipe or a device must be neither replaced nor waited for.
     if (old.exists() && !(old.isFile() && old.isWritable()))
         return false;
+    // Two windows on one mod would take each other's writes for changes, for ever.
+    if (has_content(path, content))
+        return true;
     const QString behind_links = old.canonicalFilePath(); // empty as soon as the file is gone
     const QString target = behind_links.isEmpty() ? path : behind_links;
     const QFileInfo place(target);

@@ -249,7 +249,7 @@ private slots:
 
     void writes_the_normal_form_and_leaves_nothing_else()
     {
-        write_file(file(), QByteArray(100'000, 'x'));
+        write_file(file(), full_file + QByteArray(100'000, 'x'));
         ModDescriptor mod = full_mod(folder());
         mod.SaveMetadata();
         QCOMPARE(read_file(file()), full_file);
@@ -257,6 +257,17 @@ private slots:
         QVERIFY(ModParser::ParseMetadata(file(), mod)); // takes it away
         QCOMPARE(QDir(folder()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
                  QStringList{"metadata.xml"});
+    }
+
+    void leaves_a_file_alone_that_would_not_change()
+    {
+        const auto long_ago = QDateTime::fromSecsSinceEpoch(1'000'000'000);
+        write_file(file(), full_file);
+        QFile opened(file());
+        QVERIFY(opened.open(QIODevice::ReadWrite) && opened.setFileTime(long_ago, QFileDevice::FileModificationTime));
+        ModDescriptor mod;
+        QVERIFY(ModParser::ParseMetadata(file(), mod));
+        QCOMPARE(QFileInfo(file()).lastModified(), long_ago);
     }
 
     void saves_through_a_link_and_keeps_permissions()
