@@ -3,6 +3,7 @@
 #include "metadata/TextFields.h"
 #include "metadata/WholeFile.h"
 #include "metadata/XmlLimits.h"
+#include "metadata/XmlText.h"
 #include "qt/Differences.h"
 
 #include <QCoreApplication>
@@ -23,6 +24,20 @@ bool fail(const QString& reason)
 {
     ModParser::s_ParseMetadataResult = reason;
     return false;
+}
+
+/// Text mode takes single bytes away, which would leave nothing of UTF-16.
+QString read_text(QFile& file)
+{
+    const QByteArray mark = file.peek(2);
+    file.setTextModeEnabled(mark != QByteArray("\xFF\xFE") && mark != QByteArray("\xFE\xFF"));
+    return XmlText::Decode(file.read(XmlLimits::max_bytes + 1));
+}
+
+bool parse(const QString& xml, QDomDocument& document, QString& message, int& line, int& column)
+{
+    return XmlLimits::Check(xml, message, line, column)
+           && QtDifferences::SetContent(document, xml, message, line, column);
 }
 
 /// Every element from the first "tag" on that has an "id" counts, whatever its name, up to the
@@ -76,12 +91,9 @@ bool ModParser::validate_metadata_file(QString path, QDomDocument& document)
     QString message;
     int line = 0;
     int column = 0;
-    // Text mode takes single bytes away, which would leave nothing of UTF-16.
-    const QByteArray mark = file.peek(2);
-    file.setTextModeEnabled(mark != QByteArray("\xFF\xFE") && mark != QByteArray("\xFE\xFF"));
-    const QByteArray xml = file.read(XmlLimits::max_bytes + 1);
-    if (!XmlLimits::Check(xml, message, line, column)
-        || !QtDifferences::SetContent(document, xml, message, line, column)) {
+    const QString xml = read_text(file);
+    if (!parse(XmlText::SplitReferences(xml), document, message, line, column)) {
+        parse(xml, document, message, line, column); // for the column in the file as it is
         return fail(translated("Failed to parse specified metadata file: "
                                "error at line %1, column %2:\n%3")
                         .arg(QString::number(line), QString::number(column), message));

@@ -16,23 +16,22 @@ constexpr qint64 max_characters = XmlLimits::max_bytes;
 constexpr int max_attributes = 10'000;
 
 /// Whether any tag may have more attributes than allowed. Counts what can only be the start of a
-/// value between one tag and the next, as bytes, so that it holds for every encoding that has ASCII
-/// in it.
-bool has_too_many_attributes(const QByteArray& xml)
+/// value between one tag and the next.
+bool has_too_many_attributes(const QString& xml)
 {
     int values = 0;
     bool after_equals = false;
-    for (const char c : xml) {
+    for (const QChar character : xml) {
+        const char c = character.toLatin1();
         if (c == '<')
             values = 0;
         else if (c == '=')
             after_equals = true;
         else if (after_equals && (c == '"' || c == '\''))
             ++values;
-        // Blanks may stand before the quote, and every second byte of UTF-16 is 0.
+        // Blanks may stand before the quote.
         after_equals =
-            after_equals
-            && (c == '=' || c == '\0' || c == ' ' || c == '\t' || c == '\n' || c == '\r');
+            after_equals && (c == '=' || c == ' ' || c == '\t' || c == '\n' || c == '\r');
         if (values > max_attributes)
             return true;
     }
@@ -47,7 +46,9 @@ public:
     int line = 0;
     int column = 0;
 
-    explicit Counter(const QByteArray& xml) : references(xml.count('&') + xml.count('%')) {}
+    explicit Counter(const QString& xml)
+        : references(xml.count(QLatin1Char('&')) + xml.count(QLatin1Char('%')))
+    {}
 
     void setDocumentLocator(QXmlLocator* new_locator) override { locator = new_locator; }
 
@@ -91,7 +92,7 @@ private:
 
 } // namespace
 
-bool XmlLimits::Check(const QByteArray& xml, QString& message, int& line, int& column)
+bool XmlLimits::Check(const QString& xml, QString& message, int& line, int& column)
 {
     line = 1;
     column = 1;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QByteArray>
 #include <QString>
 
 /// Keeps XML that is made to hurt away from the DOM: its memory grows with what entities expand to,
@@ -12,6 +11,6 @@ constexpr int max_bytes = 16 * 1024 * 1024;
 
 /// Whether `xml` is small enough to be built into a document. Returns false and sets `message`,
 /// `line` and `column` as the parser does for an error; not well-formed XML is left to the parser.
-bool Check(const QByteArray& xml, QString& message, int& line, int& column);
+bool Check(const QString& xml, QString& message, int& line, int& column);
 
 } // namespace XmlLimits

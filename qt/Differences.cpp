@@ -22,7 +22,7 @@ void QtDifferences::ReadUtf8(QTextStream& stream)
     stream.setCodec("UTF-8");
 }
 
-bool QtDifferences::SetContent(QDomDocument& document, const QByteArray& xml, QString& message,
+bool QtDifferences::SetContent(QDomDocument& document, const QString& xml, QString& message,
                                int& line, int& column)
 {
     return document.setContent(xml, true, &message, &line, &column);
@@ -30,7 +30,6 @@ bool QtDifferences::SetContent(QDomDocument& document, const QByteArray& xml, QS
 
 #else
 
-#include <QBuffer>
 #include <QDomDocument>
 #include <QImageReader>
 #include <QXmlDefaultHandler>
@@ -117,15 +116,13 @@ void QtDifferences::ReadUtf8(QTextStream&)
 
 /// The DOM of Qt 6 has another parser, which refuses what players' files may hold: an unknown
 /// entity, a single byte that is no UTF-8. The parser of Qt 5 is in the module for compatibility.
-bool QtDifferences::SetContent(QDomDocument& document, const QByteArray& xml, QString& message,
+bool QtDifferences::SetContent(QDomDocument& document, const QString& xml, QString& message,
                                int& line, int& column)
 {
     document = QDomDocument(QString()); // without a name it would be null and take no children
     Builder builder(document);
-    QBuffer buffer;
-    buffer.setData(xml);
-    buffer.open(QIODevice::ReadOnly);
-    QXmlInputSource source(&buffer);
+    QXmlInputSource source;
+    source.setData(xml);
     QXmlSimpleReader reader;
     // Blanks between elements are no text.
     reader.setFeature(

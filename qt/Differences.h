@@ -1,6 +1,5 @@
 #pragma once
 
-class QByteArray;
 class QDomDocument;
 class QString;
 class QTextStream;
@@ -20,7 +19,7 @@ void ReadUtf8(QTextStream& stream);
 
 /// Builds `document` from `xml`, with namespaces. Returns false for XML that is not well-formed,
 /// and sets `message`, `line` and `column`.
-bool SetContent(QDomDocument& document, const QByteArray& xml, QString& message, int& line,
+bool SetContent(QDomDocument& document, const QString& xml, QString& message, int& line,
                 int& column);
 
 } // namespace QtDifferences

@@ -115,6 +115,8 @@ private slots:
                         + "Please see the sample metadata.xml file for reference"));
         add_row("not closed", "metadata.xml", QByteArray("<metadata>\n  <name>x</nam>\n</metadata>"),
                 "Failed to parse specified metadata file: error at line 2, column 15:\ntag mismatch");
+        add_row("column behind a number", "metadata.xml", QByteArray("<metadata>\n&#128512;<name></nam>"),
+                "Failed to parse specified metadata file: error at line 2, column 21:\ntag mismatch");
         add_row("forbidden file", "metadata.xml", full_file,
                 forbidden + "<br>&nbsp;&nbsp;&nbsp;&nbsp;'.../MyMod/a.dll'"
                     + "<br>Please remove the offending files and try again");
@@ -203,12 +205,13 @@ private slots:
 
     void takes_xml_that_is_only_unusual()
     {
-        write_file(file(), "<!DOCTYPE m [<!ENTITY me '" + QByteArray(5000, 'x') + "'>]><metadata><name>&me;</name>"
-                               + QByteArray("<a>").repeated(900) + QByteArray("</a>").repeated(900)
-                               + QByteArray("<tag id = 'Lua'/>").repeated(20'000) + "</metadata>");
+        write_file(file(), "<!DOCTYPE m [<!ENTITY me '&#128512;" + QByteArray(5000, 'x')
+                               + "'>]><metadata><name>&me;</name>" + QByteArray("<a>").repeated(900)
+                               + QByteArray("</a>").repeated(900) + QByteArray("<tag id = 'Lua'/>").repeated(20'000)
+                               + "</metadata>");
         ModDescriptor mod;
         QVERIFY2(ModParser::ParseMetadata(file(), mod), qPrintable(ModParser::s_ParseMetadataResult));
-        QCOMPARE(mod.name, QString(5000, 'x'));
+        QCOMPARE(mod.name, QString::fromUtf8("\xF0\x9F\x98\x80") + QString(5000, 'x'));
         QCOMPARE(mod.tags.size(), 20'000);
     }
 
