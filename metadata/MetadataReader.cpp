@@ -15,6 +15,10 @@ QString ModParser::s_ParseMetadataResult;
 
 namespace {
 
+/// Steam takes 128 bytes. The log reads a name as HTML in a time that grows with the square of its
+/// markup: 64,000 characters stop the window for four seconds.
+constexpr int max_name = 8000;
+
 QString translated(const char* text)
 {
     return QCoreApplication::translate("", text);
@@ -26,12 +30,20 @@ bool fail(const QString& reason)
     return false;
 }
 
+bool fail_to_parse(int line, int column, const QString& message)
+{
+    return fail(translated("Failed to parse specified metadata file: "
+                           "error at line %1, column %2:\n%3")
+                    .arg(QString::number(line), QString::number(column), message));
+}
+
 /// Text mode takes single bytes away, which would leave nothing of UTF-16.
 QString read_text(QFile& file)
 {
     const QByteArray mark = file.peek(2);
     file.setTextModeEnabled(mark != QByteArray("\xFF\xFE") && mark != QByteArray("\xFE\xFF"));
-    return XmlText::Decode(file.read(XmlLimits::max_bytes + 1));
+    // No encoding takes more than four bytes for a character.
+    return XmlText::Decode(file.read(4 * XmlLimits::max_characters + 1));
 }
 
 bool parse(const QString& xml, QDomDocument& document, QString& message, int& line, int& column)
@@ -94,9 +106,7 @@ bool ModParser::validate_metadata_file(QString path, QDomDocument& document)
     const QString xml = read_text(file);
     if (!parse(XmlText::SplitReferences(xml), document, message, line, column)) {
         parse(xml, document, message, line, column); // for the column in the file as it is
-        return fail(translated("Failed to parse specified metadata file: "
-                               "error at line %1, column %2:\n%3")
-                        .arg(QString::number(line), QString::number(column), message));
+        return fail_to_parse(line, column, message);
     }
 
     const QString root = QStringLiteral("metadata");
@@ -108,6 +118,12 @@ bool ModParser::validate_metadata_file(QString path, QDomDocument& document)
                                "Please see the sample metadata.xml file for reference")
                         .arg(root));
     }
+    const QDomElement name =
+        document.firstChildElement(root).firstChildElement(QStringLiteral("name"));
+    // With Qt 6 the element does not know its place.
+    if (name.text().size() > max_name)
+        return fail_to_parse(qMax(1, name.lineNumber()), qMax(1, name.columnNumber()),
+                             QStringLiteral("the name is too long"));
     return true;
 }
 

@@ -62,9 +62,12 @@ void save(const ModParser::ModDescriptor& mod)
 {
     const QString format = QCoreApplication::translate("", "%1/%2");
     const QByteArray document = mod.ToXml();
-    // Escaping lets a text grow up to six times. A file that the reader refuses would be the end of
-    // the mod, so what is there stays.
-    if (document.size() > XmlLimits::max_bytes)
+    // A description from the window may be of any length. A file that the reader refuses would be
+    // the end of the mod, so what is there stays.
+    QString message;
+    int line = 0;
+    int column = 0;
+    if (!XmlLimits::Check(QString::fromUtf8(document), message, line, column))
         return;
     WriteWholeFile(format.arg(mod.folder_path, QStringLiteral("metadata.xml")), document);
 }

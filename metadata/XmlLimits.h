@@ -1,13 +1,18 @@
 #pragma once
 
-#include <QString>
+class QString;
 
-/// Keeps XML that is made to hurt away from the DOM: its memory grows with what entities expand to,
-/// and it takes a nested document apart by recursion until the stack is used up.
+/// Rejects malicious XML before the DOM is built.
 namespace XmlLimits {
 
-/// Real metadata files have a few kilobytes; Steam itself takes 5000 bytes of one.
-constexpr int max_bytes = 16 * 1024 * 1024;
+/// Characters of texts, of attributes and their names, and of entities where they are declared and
+/// where they are used. Steam takes a description of 8000 bytes; so much Chinese in one line keeps
+/// the editor busy for more than half a second.
+constexpr int max_text = 64 * 1024;
+
+/// Characters of a file, markup included. The writer takes up to six for one of a text, and must be
+/// able to store whatever was read.
+constexpr int max_characters = 7 * max_text;
 
 /// Whether `xml` is small enough to be built into a document. Returns false and sets `message`,
 /// `line` and `column` as the parser does for an error; not well-formed XML is left to the parser.

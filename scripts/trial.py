@@ -112,8 +112,8 @@ class Trial:
         return out.splitlines()[:-1]
 
     def measure(self, *tasks, seconds=60):
-        """Runs the probe to its end. Its log, its exit code (-1 after so many seconds), the time that
-        it took in seconds and its peak of memory in MiB."""
+        """Runs the probe to its end. Its log, its exit code (-1 after so many seconds), the processor
+        time that it took in seconds and its peak of memory in MiB."""
         start = time.monotonic()
         with open(self.folder / "out.txt", "w+", encoding="utf-8") as out:
             process = subprocess.Popen([self.probe, *map(str, tasks)], env=self.environment,
@@ -127,4 +127,4 @@ class Trial:
                 ended, status, use = os.wait4(process.pid, os.WNOHANG)
             process.returncode = -1 if late else os.waitstatus_to_exitcode(status)
             out.seek(0)
-            return out.read(), process.returncode, time.monotonic() - start, use.ru_maxrss / 1024
+            return out.read(), process.returncode, use.ru_utime + use.ru_stime, use.ru_maxrss / 1024

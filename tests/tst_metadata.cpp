@@ -146,26 +146,31 @@ private slots:
     void survives_xml_that_is_made_to_hurt_data()
     {
         add_columns<QByteArray, QString>("xml", "reason");
-        const QByteArray declaration = "<!DOCTYPE m [<!ENTITY a '" + QByteArray(100'000, 'x') + "'>]><metadata>";
-        add_row("deep nesting", QByteArray("<a>").repeated(1'000'000), "column 3003:\nelements are nested too deeply");
-        add_row("large file", QByteArray("<metadata/>") + QByteArray(17'000'000, ' '),
-                "line 1, column 1:\nthe file is too large");
-        add_row("many elements", metadata(QByteArray("<tag/>").repeated(1'000'001)),
-                "line 2, column 6000009:\nthere are too many elements");
-        const QByteArray references = QByteArray("&a;").repeated(10000);
-        add_row("many attributes", "<metadata " + QByteArray("a = '1' ").repeated(10001) + "/>", "too many attributes");
-        const QString wide = QChar(0xFEFF) + QString("<metadata ") + QString("a='1' ").repeated(10001) + "/>";
-        add_row("many attributes in UTF-16", utf16(wide), "too many attributes");
-        add_row("entities in text", declaration + "<name>" + references + "</name></metadata>", "expands to too much");
-        add_row("entities in an attribute", declaration + "<tag id='" + references + "'/></metadata>",
-                "expands to too much");
+        const QString too_many = "there are too many elements, attributes or declarations";
+        const QString too_much = "there is too much text";
+        QByteArray doubling = "<!DOCTYPE m [<!ENTITY e0 ''>";
+        for (int i = 1; i < 20; ++i)
+            doubling += QString("<!ENTITY e%1 '&e%2;&e%2;'>").arg(i).arg(i - 1).toLatin1();
+
+        add_row("large file", QByteArray("<metadata/>").leftJustified(7 * 64 * 1024 + 1),
+                "1, column 1:\nthe file is too large");
+        add_row("deep nesting", QByteArray("<a>").repeated(601), "column 1803:\n" + too_many);
+        add_row("many attributes", "<metadata " + QByteArray("a='' xmlns:b='' ").repeated(300) + "/>", too_many);
+        add_row("deep declaration", "<!DOCTYPE m [<!ELEMENT m " + QByteArray(99'000, '('), too_many);
+        add_row("numbered parentheses", "<!DOCTYPE m [<!ENTITY % a '" + QByteArray("&#40;").repeated(600) + "'>",
+                too_many);
+        add_row("long attribute", "<metadata " + QByteArray(32'768, 'a') + "='" + QByteArray(32'769, 'x') + "'/>",
+                too_much);
+        add_row("long text", metadata("<description>" + QByteArray(65'537, 'x') + "</description>"), too_much);
         add_row("entities in the declarations",
-                "<!DOCTYPE m [<!ENTITY % a '" + QByteArray(100000, ' ') + "'>" + QByteArray("%a;").repeated(10000)
+                "<!DOCTYPE m [<!ENTITY % a '" + QByteArray(1000, ' ') + "'>" + QByteArray("%a;").repeated(65)
                     + "]><metadata/>",
-                "expands to too much");
+                too_much);
+        add_row("entities of nothing", doubling + "]><metadata>&e19;</metadata>", too_much);
         add_row("entities in entities",
                 QByteArray("<!DOCTYPE m [<!ENTITY a '&b;'><!ENTITY b '&a;'>]><metadata>&a;</metadata>"),
                 "recursive entities");
+        add_row("long name", metadata("<name>" + QByteArray(8001, 'x') + "</name>"), "the name is too long");
     }
 
     void survives_xml_that_is_made_to_hurt()
@@ -205,14 +210,19 @@ private slots:
 
     void takes_xml_that_is_only_unusual()
     {
-        write_file(file(), "<!DOCTYPE m [<!ENTITY me '&#128512;" + QByteArray(5000, 'x')
-                               + "'>]><metadata><name>&me;</name>" + QByteArray("<a>").repeated(900)
-                               + QByteArray("</a>").repeated(900) + QByteArray("<tag id = 'Lua'/>").repeated(20'000)
-                               + "</metadata>");
+        // As many parts and characters as allowed: the entity counts where it is declared, used and read, and its
+        // number is longer for the parser.
+        QByteArray xml = "<!DOCTYPE m [<!ENTITY me '&#128512;" + QByteArray(5000, 'x')
+                         + "'>]><metadata><name>&me;</name>" + "<description>" + QByteArray("=\"&amp;").repeated(10'001)
+                         + QByteArray(19'527, ' ') + "</description>" + QByteArray("<a>").repeated(196)
+                         + QByteArray("</a>").repeated(196) + QByteArray("<tag id = 'Lua'/>").repeated(200)
+                         + "</metadata>";
+        write_file(file(), xml.leftJustified(7 * 64 * 1024 - 7));
         ModDescriptor mod;
         QVERIFY2(ModParser::ParseMetadata(file(), mod), qPrintable(ModParser::s_ParseMetadataResult));
         QCOMPARE(mod.name, QString::fromUtf8("\xF0\x9F\x98\x80") + QString(5000, 'x'));
-        QCOMPARE(mod.tags.size(), 20'000);
+        QCOMPARE(mod.description.size(), 3 * 10'001 + 19'527);
+        QCOMPARE(mod.tags.size(), 200);
     }
 
     void stores_only_what_xml_can_carry()
@@ -262,15 +272,19 @@ private slots:
                  QStringList{"metadata.xml"});
     }
 
-    void leaves_a_file_alone_that_would_not_change()
+    void leaves_a_file_alone_that_would_not_change_or_not_be_read_again()
     {
         const auto long_ago = QDateTime::fromSecsSinceEpoch(1'000'000'000);
-        write_file(file(), full_file);
-        QFile opened(file());
-        QVERIFY(opened.open(QIODevice::ReadWrite) && opened.setFileTime(long_ago, QFileDevice::FileModificationTime));
-        ModDescriptor mod;
-        QVERIFY(ModParser::ParseMetadata(file(), mod));
-        QCOMPARE(QFileInfo(file()).lastModified(), long_ago);
+        for (const QByteArray& xml : {full_file, metadata(QByteArray("<tag id=''/>").repeated(299))}) {
+            write_file(file(), xml);
+            QFile opened(file());
+            QVERIFY(opened.open(QIODevice::ReadWrite)
+                    && opened.setFileTime(long_ago, QFileDevice::FileModificationTime));
+            ModDescriptor mod;
+            QVERIFY(ModParser::ParseMetadata(file(), mod));
+            QCOMPARE(QFileInfo(file()).lastModified(), long_ago);
+            QCOMPARE(read_file(file()), xml);
+        }
     }
 
     void saves_through_a_link_and_keeps_permissions()
