@@ -33,6 +33,19 @@ public:
     }
 };
 
+/// Keeps the wheel from selecting in a closed box: a notch in passing would be saved at once, and
+/// could publish a private mod. The open list is a window of its own and still scrolls.
+class WheelBlocker final : public QObject
+{
+public:
+    explicit WheelBlocker(QObject* parent) : QObject(parent) {}
+
+    bool eventFilter(QObject* /*watched*/, QEvent* event) override
+    {
+        return event->type() == QEvent::Wheel;
+    }
+};
+
 /// One heartbeat; Steam wants its callbacks pumped some thirty times a second.
 constexpr int heartbeat_ms = 33;
 
@@ -83,6 +96,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent), ui(new Ui_MainWin
     ui->ModName->installEventFilter(plain_tool_tips);
     ui->ModVersion->installEventFilter(plain_tool_tips);
     ui->ModDescription->installEventFilter(plain_tool_tips);
+    ui->ModVisibility->installEventFilter(new WheelBlocker(this));
 
     fill_tag_list();
     fill_visibility_box();

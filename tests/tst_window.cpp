@@ -3,6 +3,7 @@
 #include "app/MainWindow.h"
 #include "widgets/Logger.h"
 
+#include <QAbstractItemView>
 #include <QComboBox>
 #include <QContextMenuEvent>
 #include <QDesktopServices>
@@ -21,8 +22,10 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QScopeGuard>
+#include <QScrollBar>
 #include <QTest>
 #include <QToolTip>
+#include <QWheelEvent>
 
 #include <functional>
 
@@ -179,6 +182,14 @@ private:
         editor(name).setFocus();
         editor(name).setPlainText(text);
         button("ChooseMetadata").setFocus();
+    }
+
+    static void turn_wheel(QWidget& target)
+    {
+        const QPoint place = target.rect().center();
+        QWheelEvent notch(place, target.mapToGlobal(place), QPoint(), QPoint(0, -120), Qt::NoButton, Qt::NoModifier,
+                          Qt::NoScrollPhase, false);
+        QApplication::sendEvent(&target, &notch);
     }
 
     QStringList checked_tags() const
@@ -526,6 +537,15 @@ private slots:
         QVERIFY(saved().contains("<visibility>Private</visibility>"));
         QTest::keyClick(&box, Qt::Key_Home);
         QVERIFY(saved().contains("<visibility>Public</visibility>"));
+        turn_wheel(box);
+        button("ChooseMetadata").setFocus();
+        turn_wheel(box);
+        QCOMPARE(box.currentText(), QString("Public")); // the wheel changes nothing
+        box.showPopup();
+        box.view()->setFixedHeight(box.view()->sizeHintForRow(0)); // no room for all
+        turn_wheel(*box.view()->viewport());
+        QTRY_VERIFY(box.view()->verticalScrollBar()->value() > 0); // but the open list scrolls
+        box.hidePopup();
         QTest::qWait(100);
         QCOMPARE(log().size(), 2);
     }
