@@ -628,6 +628,20 @@ private slots:
         QCOMPARE(editor("ChangeNotes").toPlainText(), QString("enter change notes"));
     }
 
+    void leaves_the_editors_by_tab()
+    {
+        load("<description>Glows</description>");
+        for (const char* name : {"ModDescription", "ChangeNotes"}) {
+            const QString text = editor(name).toPlainText();
+            for (const auto key : {Qt::Key_Tab, Qt::Key_Backtab}) {
+                editor(name).setFocus();
+                QTest::keyClick(&editor(name), key);
+                QVERIFY(!editor(name).hasFocus());
+                QCOMPARE(editor(name).toPlainText(), text);
+            }
+        }
+    }
+
     void clears_panes_from_their_menu_data()
     {
         add_columns<QByteArray>("pane_name");
