@@ -480,7 +480,7 @@ private slots:
         editor("ModDescription").setPlainText("being written");
         edit_outside("<broken");
         QTRY_COMPARE(log().size(), 6);
-        QCOMPARE(saved(), QString("<broken")); // locked, the description is not saved over it
+        QVERIFY(saved().contains("being written")); // what was typed exists nowhere else
         QCOMPARE(log().at(4), red + reread + "Failed");
         QCOMPARE(enabled_controls(*window), QStringList{"ChooseMetadata"});
         QTest::qWait(150);

@@ -22,10 +22,6 @@ void ModDescriptionTextEdit::focusOutEvent(QFocusEvent* e)
 {
     PromptedTextEdit::focusOutEvent(e);
 
-    // Locked because the file on disk cannot be read: somebody is still working on it.
-    if (!isEnabled())
-        return;
-
     ModParser::ModDescriptor& mod = MainWindow::GetWindow()->GetModDescriptor();
     const QString text = GetFinalText();
     if (mod.description == text)
