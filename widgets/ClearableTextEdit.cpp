@@ -3,23 +3,15 @@
 #include <QAction>
 #include <QCoreApplication>
 #include <QMenu>
-#include <QMimeData>
 #include <QMouseEvent>
-
-#include <algorithm>
+#include <QTextBlock>
 
 namespace {
 
-/// Qt looks for the ends of words in a time that grows with the square of a line: half a million
-/// characters without a blank stop the window for a minute. The Workshop takes 8000 bytes.
-constexpr int longest_line = 20'000;
-
-bool has_endless_line(const QString& text)
-{
-    const QStringList lines = text.split(QLatin1Char('\n'));
-    return std::any_of(lines.begin(), lines.end(),
-                       [](const QString& line) { return line.size() > longest_line; });
-}
+/// In characters; longer than any path. For each line of a run Qt looks for the run's end, which
+/// takes a time that grows with the square of the length: half a million characters would stop the
+/// window for a minute.
+constexpr int longest_run = 5000;
 
 } // namespace
 
@@ -27,21 +19,44 @@ ClearableTextEdit::ClearableTextEdit(QWidget* parent) : QPlainTextEdit(parent)
 {
     // The menu opens on the press itself; the base class's own must not follow it.
     setContextMenuPolicy(Qt::PreventContextMenu);
+    // Emitted before the new text is laid out.
+    connect(document(), &QTextDocument::contentsChange, this, &ClearableTextEdit::choose_wrapping);
+}
+
+bool ClearableTextEdit::has_endless_run(const QString& text)
+{
+    int length = 0;
+    for (const QChar character : text) {
+        const bool is_break = character == QLatin1Char(' ') || character == QLatin1Char('\t')
+                              || character == QLatin1Char('\n') || character == QChar::LineSeparator
+                              || character == zero_width_space;
+        length = is_break ? 0 : length + 1;
+        if (length > longest_run)
+            return true;
+    }
+    return false;
 }
 
 void ClearableTextEdit::ShowText(const QString& text)
 {
-    clear_all(); // while the old text is there, every change of the wrapping lays it out anew
-    if (has_endless_line(text))
-        setWordWrapMode(QTextOption::WrapAnywhere);
+    if (has_endless_run(text))
+        setWordWrapMode(QTextOption::WrapAnywhere); // the next call lays out, then reports a change
     setPlainText(text);
 }
 
-void ClearableTextEdit::insertFromMimeData(const QMimeData* source)
+void ClearableTextEdit::choose_wrapping(int from, int /*removed*/, int added)
 {
-    if (has_endless_line(source->text()))
-        setWordWrapMode(QTextOption::WrapAnywhere);
-    QPlainTextEdit::insertFromMimeData(source);
+    if (added == 0)
+        return; // the first half of showing another text
+    const bool was_anywhere = wordWrapMode() == QTextOption::WrapAnywhere;
+    // A run that was there may have gone: then the whole text counts.
+    QTextBlock block = document()->findBlock(was_anywhere ? 0 : from);
+    const int end = was_anywhere ? document()->characterCount() : from + added;
+    bool is_endless = false;
+    for (; block.isValid() && block.position() <= end && !is_endless; block = block.next())
+        is_endless = has_endless_run(block.text());
+    setWordWrapMode(is_endless ? QTextOption::WrapAnywhere
+                               : QTextOption::WrapAtWordBoundaryOrAnywhere);
 }
 
 void ClearableTextEdit::mousePressEvent(QMouseEvent* e)
@@ -65,5 +80,4 @@ void ClearableTextEdit::run_menu(const QPoint& place)
 void ClearableTextEdit::clear_all()
 {
     clear();
-    setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
 }

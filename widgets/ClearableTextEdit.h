@@ -2,7 +2,8 @@
 
 #include <QPlainTextEdit>
 
-/// A text pane with a right-click menu of one entry, "Clear All".
+/// A text pane with a right-click menu of one entry, "Clear All". Lines break between words, but
+/// anywhere as long as the text holds an endless run: thousands of characters without a space.
 class ClearableTextEdit : public QPlainTextEdit
 {
     Q_OBJECT
@@ -10,17 +11,21 @@ class ClearableTextEdit : public QPlainTextEdit
 public:
     explicit ClearableTextEdit(QWidget* parent);
 
-    /// Shows `text` instead of what is there. Where a line of it is endless, lines break anywhere
-    /// and not only between words.
+    /// Shows `text` instead of what is there.
     void ShowText(const QString& text);
 
 protected:
-    void insertFromMimeData(const QMimeData* source) override;
+    /// Shows nothing; a line can break after it.
+    static constexpr QChar zero_width_space{0x200B};
+
+    static bool has_endless_run(const QString& text);
+
     void mousePressEvent(QMouseEvent* e) override;
 
 private slots:
     void clear_all();
 
 private:
+    void choose_wrapping(int from, int removed, int added);
     void run_menu(const QPoint& place);
 };

@@ -2,13 +2,10 @@
 
 #include <QObject>
 #include <QPlainTextEdit>
-#include <QTextOption>
 
 QPlainTextEdit* Logger::s_Edit = nullptr;
 
 namespace {
-
-constexpr int longest_worded_line = 20'000;
 
 /// The line format of a message type, null for an unknown type.
 QString line_format(Logger::eMessageType type)
@@ -43,9 +40,6 @@ void Logger::LogMessage(QString message, eMessageType type)
 {
     if (!s_Edit)
         return;
-    // Between words a line that long would take minutes to break.
-    if (message.size() > longest_worded_line)
-        s_Edit->setWordWrapMode(QTextOption::WrapAnywhere);
     const QString format = line_format(type);
     s_Edit->appendHtml(format.isNull() ? QString() : format.arg(message));
 }
