@@ -16,7 +16,7 @@
 namespace {
 
 /// Shows tool tips as the text that they are, never as markup: an author's description could name
-/// files to be opened.
+/// files to be opened. Long ones are wrapped.
 class PlainToolTips final : public QObject
 {
 public:
@@ -25,8 +25,7 @@ public:
     bool eventFilter(QObject* watched, QEvent* event) override
     {
         const auto* const widget = qobject_cast<QWidget*>(watched);
-        if (event->type() != QEvent::ToolTip || widget == nullptr
-            || !Qt::mightBeRichText(widget->toolTip()))
+        if (event->type() != QEvent::ToolTip || widget == nullptr || widget->toolTip().isEmpty())
             return false;
         QToolTip::showText(QCursor::pos(), Qt::convertFromPlainText(widget->toolTip()));
         return true;
@@ -66,6 +65,8 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent), ui(new Ui_MainWin
     } else {
         enable_all_ui(false);
         setAcceptDrops(false); // a mod must not get in by another way
+        // Standard error has it too, but who starts the program from a menu never sees that.
+        ui->OutputLog->setToolTip(SteamWrapper::GetInstance()->StartProblem());
     }
 
     setWindowFlags(Qt::Dialog | Qt::MSWindowsFixedSizeDialogHint);
@@ -96,6 +97,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent), ui(new Ui_MainWin
     ui->ModName->installEventFilter(plain_tool_tips);
     ui->ModVersion->installEventFilter(plain_tool_tips);
     ui->ModDescription->installEventFilter(plain_tool_tips);
+    ui->OutputLog->installEventFilter(plain_tool_tips);
     ui->ModVisibility->installEventFilter(new WheelBlocker(this));
 
     fill_tag_list();

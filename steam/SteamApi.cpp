@@ -13,6 +13,7 @@ std::optional<SteamFunctions> s_functions;
 SteamContext s_context;
 bool s_started = false;
 bool s_context_filled = false;
+QString s_problem;
 
 /// The length of the reason text that the newer start functions fill in.
 constexpr std::size_t reason_size = 1024;
@@ -27,7 +28,9 @@ QString library_path()
 /// Always false, for the caller to return.
 bool report(const QString& problem)
 {
-    std::fprintf(stderr, "%s\n", qPrintable(problem));
+    s_problem = problem;
+    // On a line of its own: some libraries leave their last line unfinished.
+    std::fprintf(stderr, "\n%s\n", qPrintable(problem));
     return false;
 }
 
@@ -93,6 +96,7 @@ bool has_needed_interfaces()
 
 bool SteamApi::Init(AppId_t app)
 {
+    s_problem.clear();
     if (!s_functions && !load_library())
         return false;
     name_application(app);
@@ -101,6 +105,11 @@ bool SteamApi::Init(AppId_t app)
     if (s_started && !has_needed_interfaces())
         Shutdown();
     return s_started;
+}
+
+const QString& SteamApi::Problem()
+{
+    return s_problem;
 }
 
 void SteamApi::RunCallbacks()

@@ -3,6 +3,8 @@
 #include "steam/SteamContext.h"
 #include "steam/SteamTypes.h"
 
+#include <QString>
+
 class CallResultBase;
 
 /// The Steam API as the program sees it: the library beside the executable, loaded at the first
@@ -14,6 +16,9 @@ namespace SteamApi {
 /// library is missing or unusable, the start fails, or the client lacks an interface that the
 /// program needs. May be called again after a failure or after `Shutdown`.
 bool Init(AppId_t app);
+
+/// Why the last `Init` has returned false, in the words of that line; empty after a good start.
+const QString& Problem();
 
 /// Lets Steam work; answers that have arrived are delivered from inside this call.
 void RunCallbacks();

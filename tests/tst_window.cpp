@@ -445,9 +445,14 @@ private slots:
         QCOMPARE(label("ModName").text(), QString("Name: <b>Lamp %1"));
         QCOMPARE(label("ModName").textFormat(), Qt::PlainText);
         QCOMPARE(label("ModName").toolTip(), QString("<b>Lamp %1"));
-        QHelpEvent hovering(QEvent::ToolTip, QPoint(), QPoint());
-        QCoreApplication::sendEvent(&label("ModName"), &hovering);
-        QVERIFY(QToolTip::text().contains("&lt;b&gt;Lamp")); // as the text that it is
+        editor("OutputLog").setToolTip("<b>Reason");
+        const auto tip = [](QWidget& widget) {
+            QHelpEvent hovering(QEvent::ToolTip, QPoint(), QPoint());
+            QCoreApplication::sendEvent(&widget, &hovering);
+            return QToolTip::text();
+        };
+        QVERIFY(tip(label("ModName")).contains("&lt;b&gt;Lamp")); // as the text that it is
+        QVERIFY(tip(*editor("OutputLog").viewport()).contains("&lt;b&gt;Reason"));
         QToolTip::hideText();
         QCOMPARE(label("ModVersion").text(), QString("Version: 2.5"));
         QCOMPARE(label("ModVersion").toolTip(), QString("2.5"));

@@ -187,6 +187,7 @@ void perform(QStringList tasks, MainWindow& window, Pulse& pulse, QTextStream& o
              QProcess::execute("sh", {"-c", argument()});
          }},
         {"check", [&] { out << check(argument()) << Qt::endl; }},
+        {"reason", [&] { out << window.findChild<QWidget*>("OutputLog")->toolTip() << Qt::endl; }},
         {"memory", [&] { out << peak_memory() << Qt::endl; }},
         {"decode", [&] { decode(argument()); }},
         {"upload", [&] { upload(window); }},
@@ -233,6 +234,7 @@ void perform(QStringList tasks, MainWindow& window, Pulse& pulse, QTextStream& o
 //   choose FILE     chooses a preview
 //   shell COMMAND   does what else is to happen to the files
 //   check FOLDER    checks a folder, and prints the verdict and its time
+//   reason          prints why Steam did not start, as the tool tip of the log has it
 //   memory          prints the most memory that the process has had
 //   decode FILE     decodes a picture as if it had been downloaded and logs its size
 //   upload          uploads the mod and waits for the outcome

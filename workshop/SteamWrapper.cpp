@@ -43,6 +43,11 @@ bool SteamWrapper::Initialize()
     return true;
 }
 
+QString SteamWrapper::StartProblem() const
+{
+    return SteamApi::Problem();
+}
+
 void SteamWrapper::Update()
 {
     // Also the guard against a start that failed: there is no user interface then.

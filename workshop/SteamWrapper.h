@@ -52,6 +52,8 @@ public:
     /// Starts the Steam API and reports the outcome in the log. After false the object can be used,
     /// but nothing reaches Steam.
     bool Initialize();
+    /// Why `Initialize` has failed, in a plain sentence; empty if it has not.
+    QString StartProblem() const;
     /// Lets Steam deliver what has arrived; to be called regularly. Does nothing while Steam is not
     /// there.
     void Update();

@@ -1,6 +1,8 @@
 // Libraries that cannot serve as the Steam library: one with none of its functions, one that depends on
 // something nobody has, and two with all functions but a start of one special kind and nothing behind it.
 
+#include <cstdio>
+
 #if defined(_WIN32)
 #define EXPORT extern "C" __declspec(dllexport)
 #else
@@ -25,5 +27,9 @@ EXPORT void* SteamInternal_CreateInterface(const char*) { return nullptr; }
 #if defined(INTERNAL_START) // succeeds for a null list of versions only
 EXPORT int SteamInternal_SteamAPI_Init(const char* versions, char*) { return versions ? 3 : 0; }
 #elif defined(SAFE_START)
-EXPORT bool SteamAPI_InitSafe() { return false; }
+EXPORT bool SteamAPI_InitSafe()
+{
+    std::fputs("an unfinished line; ", stderr);
+    return false;
+}
 #endif
