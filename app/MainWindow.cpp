@@ -111,8 +111,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent), ui(new Ui_MainWin
 
 MainWindow::~MainWindow()
 {
-    // The description editor saves when it loses the focus. It is to do so while everything stands.
-    ui->ModDescription->clearFocus();
+    Finish(); // while everything stands
     hide();
 
     SteamWrapper::GetInstance()->Shutdown();
@@ -125,6 +124,12 @@ MainWindow::~MainWindow()
 MainWindow* MainWindow::GetWindow()
 {
     return s_Window;
+}
+
+void MainWindow::Finish()
+{
+    ui->ModDescription->clearFocus(); // upon which the editor saves
+    SteamWrapper::GetInstance()->RestoreDisableMarker();
 }
 
 ModParser::ModDescriptor& MainWindow::GetModDescriptor()

@@ -39,6 +39,10 @@ public:
     /// take the write for an outside change. Also to be called when the write has failed.
     void NotifyMetadataUpdated();
 
+    /// Saves the description that is being edited, and puts back what an upload has taken out of
+    /// the mod's folder. To be called when the program is about to end, as often as need be.
+    void Finish();
+
     /// Copies the loaded mod into the information panel.
     void refresh_mod_information_ui();
 

@@ -1,4 +1,5 @@
 #include "app/MainWindow.h"
+#include "app/Termination.h"
 #include "qt/Differences.h"
 
 #include <QApplication>
@@ -38,6 +39,7 @@ int main(int argc, char** argv)
     QApplication::setDesktopFileName(QStringLiteral("tarnwick-mod-uploader"));
 
     MainWindow window;
+    Termination::Watch(window);
     window.show();
     return QApplication::exec();
 }

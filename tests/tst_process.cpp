@@ -7,6 +7,8 @@
 #include <QProcess>
 #include <QTest>
 
+#include <csignal>
+
 /// What only shows in a process of its own: a start beside a broken library, a sudden death.
 class tst_process : public QObject
 {
@@ -99,6 +101,58 @@ private slots:
                      + "\n#aa0000 Initializing Steam API... Failed. Please make sure Steam is "
                        "running and then relaunch this app");
     }
+
+#if defined(Q_OS_UNIX)
+    void ends_in_order_when_told_to_data()
+    {
+        add_columns<int, QStringList, QString>("number", "tasks", "above");
+        const QStringList typing{"press", "SubmitButton", "wait", "200", "hide", "type", "Unsaved"};
+        add_row("SIGTERM", SIGTERM, typing, "nothing");
+        add_row("SIGINT", SIGINT, typing, "nothing");
+        add_row("SIGHUP", SIGHUP, typing, "nothing");
+        add_row("upload dialog", SIGTERM, QStringList{"type", "Unsaved", "press", "SubmitButton"}, "UploadDialog");
+        add_row("file dialog", SIGTERM, typing + QStringList{"press", "ChooseMetadata"}, "QFileDialog");
+        add_row("menu", SIGTERM, typing + QStringList{"press", "ModDescription"}, "QMenu");
+    }
+
+    void ends_in_order_when_told_to()
+    {
+        QFETCH(int, number);
+        QFETCH(QStringList, tasks);
+        QFETCH(QString, above);
+        const QString mod = folder->path() + "/mod";
+        write_file(mod + "/metadata.xml", metadata("<id>0</id>"));
+        write_file(mod + "/data.bin", QByteArray(100'000, 'x'));
+        write_file(mod + "/disable.it", "");
+        write_file(folder->path() + "/store/practice.json", R"({"bytes_per_pump": 10})");
+        QProcess program;
+        program.start(probe_beside(good_library()),
+                      QStringList{"load", mod + "/metadata.xml"} + tasks + QStringList{"stay"});
+        QByteArray output;
+        QTRY_VERIFY_WITH_TIMEOUT((output += program.readAllStandardOutput()).contains('\n'), 10'000);
+        QCOMPARE(output.trimmed(), "staying behind " + above.toUtf8());
+        QTRY_VERIFY(!QFile::exists(mod + "/disable.it")); // the upload is on its way
+
+        ::kill(static_cast<pid_t>(program.processId()), number);
+        QVERIFY(program.waitForFinished(10'000));
+        QCOMPARE(program.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(program.exitCode(), 0);
+        QVERIFY(QFile::exists(mod + "/disable.it"));
+        QVERIFY(read_file(mod + "/metadata.xml").contains("Unsaved"));
+    }
+
+    void goes_on_when_the_signal_is_ignored() // as nohup has it
+    {
+        QProcess program;
+        program.start("sh", {"-c", "trap '' HUP; exec \"$0\" stay", probe_beside(good_library())});
+        QByteArray output;
+        QTRY_VERIFY_WITH_TIMEOUT((output += program.readAllStandardOutput()).contains("staying"), 10'000);
+        ::kill(static_cast<pid_t>(program.processId()), SIGHUP);
+        QVERIFY(!program.waitForFinished(500));
+        ::kill(static_cast<pid_t>(program.processId()), SIGTERM);
+        QVERIFY(program.waitForFinished(10'000));
+    }
+#endif
 
     void leaves_everything_whole_when_it_is_killed()
     {

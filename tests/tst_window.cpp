@@ -1,6 +1,7 @@
 #include "Support.h"
 
 #include "app/MainWindow.h"
+#include "app/Termination.h"
 #include "widgets/Logger.h"
 
 #include <QAbstractItemView>
@@ -906,13 +907,24 @@ private slots:
     void closes_in_the_middle_of_everything()
     {
         // With an unsaved description that has the focus, an upload and a preview on their way.
+        const QString marker = folder->path() + "/MyMod/disable.it";
+        write_file(marker, "");
         load("<id>4</id><description>Old</description>");
         click("SubmitButton");
+        QVERIFY(!QFile::exists(marker));
         QTest::keyClick(upload_dialog(), Qt::Key_Escape);
         editor("ModDescription").setFocus();
         editor("ModDescription").setPlainText("Unsaved");
-        window.reset();
+        // All that Windows lets happen at the end of a session.
+        Termination::Watch(*window);
+        QMetaObject::invokeMethod(qApp, "aboutToQuit");
         QVERIFY(saved().contains("<description>Unsaved</description>"));
+        QVERIFY(QFile::exists(marker));
+
+        editor("ModDescription").setFocus();
+        editor("ModDescription").setPlainText("Unsaved again");
+        window.reset();
+        QVERIFY(saved().contains("<description>Unsaved again</description>"));
     }
 };
 

@@ -1,6 +1,7 @@
 #include "Support.h"
 
 #include "app/MainWindow.h"
+#include "app/Termination.h"
 #include "steam/SteamLibrary.h"
 #include "widgets/Logger.h"
 #include "widgets/PreviewPicture.h"
@@ -22,6 +23,7 @@
 #include <QRegularExpression>
 #include <QTest>
 #include <QTextStream>
+#include <QTimer>
 
 #include <algorithm>
 #include <functional>
@@ -52,6 +54,39 @@ void upload(MainWindow& window)
     window.findChild<QPushButton*>("SubmitButton")->click();
     while (window.findChild<UploadDialog*>() != nullptr)
         QApplication::processEvents(QEventLoop::WaitForMoreEvents);
+}
+
+/// Clicks when the event loop runs: what the click opens may run one of its own.
+void press_later(QWidget& control)
+{
+    QTimer::singleShot(0, &control, [&control] {
+        auto* const pane = qobject_cast<QPlainTextEdit*>(&control);
+        QTest::mouseClick(pane ? pane->viewport() : &control, pane ? Qt::RightButton : Qt::LeftButton);
+    });
+}
+
+/// Writes into the description and stays there.
+void type(MainWindow& window, const QString& text)
+{
+    auto* const description = window.findChild<QPlainTextEdit*>("ModDescription");
+    window.activateWindow();
+    description->setFocus();
+    if (!QTest::qWaitFor([description] { return description->hasFocus(); }))
+        qFatal("the description has no focus");
+    description->insertPlainText(text);
+}
+
+/// Runs until the process is told to end. Prints what is open above the window by then.
+void stay(MainWindow& window, QTextStream& out)
+{
+    QTimer::singleShot(200, &window, [&out] {
+        const QWidget* above = QApplication::activePopupWidget();
+        if (!above)
+            above = QApplication::activeModalWidget();
+        out << "staying behind " << (above ? above->metaObject()->className() : "nothing") << Qt::endl;
+    });
+    Termination::Watch(window);
+    QApplication::exec();
 }
 
 /// "loading", "picture" or "empty".
@@ -195,7 +230,10 @@ void perform(QStringList tasks, MainWindow& window, Pulse& pulse, QTextStream& o
         {"remove", [&] { remove_all(argument()); }},
         {"wait", [&] { QTest::qWait(argument().toInt()); }},
         {"edit", [&] { edit_for_ever(window); }},
-        {"stay", [&] { QApplication::exec(); }},
+        {"press", [&] { press_later(*window.findChild<QWidget*>(argument())); }},
+        {"type", [&] { type(window, argument()); }},
+        {"hide", [&] { QApplication::activeModalWidget()->close(); }},
+        {"stay", [&] { stay(window, out); }},
         {"hurry", [&] { hurry(window); }},
         {"rounds",
          [&] {
@@ -241,7 +279,11 @@ void perform(QStringList tasks, MainWindow& window, Pulse& pulse, QTextStream& o
 //   preview MS      waits until the preview is there or given up, so many milliseconds at most
 //   remove PATH     removes a file or a folder with all that is in it
 //   wait MS         lets so many milliseconds go by
-//   edit, stay      edits or waits until the process is ended
+//   press CONTROL   clicks on a button, or with the right button on a pane, during "stay"
+//   type TEXT       writes into the description and stays there
+//   hide            closes the upload dialog
+//   edit            edits until the process is killed
+//   stay            waits until the process is told to end
 //   hurry           lets the heartbeat go on without a pause from now on
 //   rounds N A B    N times: loads one of the two in turn, waits for the preview, uploads
 //   drop            drops what is kept on purpose until the end: log, downloads, journal

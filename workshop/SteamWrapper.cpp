@@ -24,7 +24,7 @@ void SteamWrapper::DestroyInstance()
 SteamWrapper::~SteamWrapper()
 {
     // An upload that Steam has not answered must not cost the author the marker.
-    restore_disable_marker();
+    RestoreDisableMarker();
 }
 
 bool SteamWrapper::Initialize()

@@ -65,6 +65,10 @@ public:
     void UploadMod(const ModParser::ModDescriptor& mod, const QString& changeNotes,
                    void (*callback)(bool success, void* user), void* user);
 
+    /// Puts the marker "disable.it" back if an upload has removed it and Steam has not answered
+    /// yet.
+    void RestoreDisableMarker();
+
     /// Progress of the upload in tenths, 0 to 10; 0 while Steam knows no figures, -1 while no item
     /// is being updated.
     int GetUploadModProgress();
@@ -91,7 +95,6 @@ private:
     void set_item_tags(ISteamUGC& ugc);
     QString disable_marker_path() const;
     void remove_disable_marker();
-    void restore_disable_marker();
 
     void on_mod_created(CreateItemResult_t* result, bool ioFailure);
     void on_mod_updated(SubmitItemUpdateResult_t* result, bool ioFailure);

@@ -133,7 +133,7 @@ void SteamWrapper::remove_disable_marker()
     }
 }
 
-void SteamWrapper::restore_disable_marker()
+void SteamWrapper::RestoreDisableMarker()
 {
     if (!removed_marker_path.isEmpty())
         create_empty_file(removed_marker_path);

@@ -1,0 +1,14 @@
+#pragma once
+
+class MainWindow;
+
+/// Sees to it that the program ends as after the closing of its window, with everything saved and
+/// put back, whoever ends it.
+namespace Termination {
+
+/// Attends to `window` until it is destroyed. To be called once, with the application running:
+/// from then on SIGTERM, SIGINT, SIGHUP, the closing of the console and the end of the desktop
+/// session end the program in order.
+void Watch(MainWindow& window);
+
+} // namespace Termination
