@@ -42,8 +42,7 @@ QString read_text(QFile& file)
 {
     const QByteArray mark = file.peek(2);
     file.setTextModeEnabled(mark != QByteArray("\xFF\xFE") && mark != QByteArray("\xFE\xFF"));
-    // No encoding takes more than four bytes for a character.
-    return XmlText::Decode(file.read(4 * XmlLimits::max_characters + 1));
+    return XmlText::Decode(file.read(XmlLimits::max_bytes + 1));
 }
 
 bool parse(const QString& xml, QDomDocument& document, QString& message, int& line, int& column)

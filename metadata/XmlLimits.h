@@ -14,6 +14,9 @@ constexpr int max_text = 64 * 1024;
 /// able to store whatever was read.
 constexpr int max_characters = 7 * max_text;
 
+/// Of such a file: no encoding takes more than four for a character.
+constexpr int max_bytes = 4 * max_characters;
+
 /// Whether `xml` is small enough to be built into a document. Returns false and sets `message`,
 /// `line` and `column` as the parser does for an error; not well-formed XML is left to the parser.
 bool Check(const QString& xml, QString& message, int& line, int& column);
