@@ -8,10 +8,24 @@
 
 namespace {
 
-/// In characters; longer than any path. For each line of a run Qt looks for the run's end, which
-/// takes a time that grows with the square of the length: half a million characters would stop the
-/// window for a minute.
-constexpr int longest_run = 5000;
+/// In characters; longer than any path or mod's name, so the log never meets one. For each line of
+/// a run Qt looks for the run's end, which takes a time that grows with the square of the length:
+/// half a million characters would stop the window for a minute.
+constexpr int longest_run = 10'000;
+
+bool has_endless_run(const QString& text)
+{
+    int length = 0;
+    for (const QChar character : text) {
+        const bool is_break = character == QLatin1Char(' ') || character == QLatin1Char('\t')
+                              || character == QLatin1Char('\n')
+                              || character == QChar::LineSeparator;
+        length = is_break ? 0 : length + 1;
+        if (length > longest_run)
+            return true;
+    }
+    return false;
+}
 
 } // namespace
 
@@ -21,20 +35,6 @@ ClearableTextEdit::ClearableTextEdit(QWidget* parent) : QPlainTextEdit(parent)
     setContextMenuPolicy(Qt::PreventContextMenu);
     // Emitted before the new text is laid out.
     connect(document(), &QTextDocument::contentsChange, this, &ClearableTextEdit::choose_wrapping);
-}
-
-bool ClearableTextEdit::has_endless_run(const QString& text)
-{
-    int length = 0;
-    for (const QChar character : text) {
-        const bool is_break = character == QLatin1Char(' ') || character == QLatin1Char('\t')
-                              || character == QLatin1Char('\n') || character == QChar::LineSeparator
-                              || character == zero_width_space;
-        length = is_break ? 0 : length + 1;
-        if (length > longest_run)
-            return true;
-    }
-    return false;
 }
 
 void ClearableTextEdit::ShowText(const QString& text)

@@ -15,11 +15,6 @@ public:
     void ShowText(const QString& text);
 
 protected:
-    /// Shows nothing; a line can break after it.
-    static constexpr QChar zero_width_space{0x200B};
-
-    static bool has_endless_run(const QString& text);
-
     void mousePressEvent(QMouseEvent* e) override;
 
 private slots:
