@@ -5,20 +5,14 @@
 #   play    its own name, which begins every line that it prints
 #   shots   the folder for the pictures, which exists
 #   limit   how many seconds (SECONDS) a play may take
-# and may set
-#   scale   the magnification of everything, in tenths (10 is life-size)
-#   theme   settings for the environment of what runs on the stage, for example a desktop's colours
 # and may define tell_more, which prints what else is worth knowing after a failure.
 
-# The places of the controls in the window, in pixels of a life-size window, each its middle.
+# The places of the controls in the window, each its middle.
 declare -gA place=(
-    [ChooseMetadata]='65 50' [SubmitButton]='190 50' [ViewButton]='315 50' [ChangeNotes]='550 50'
-    [ChangePreview]='290 250' [ModVisibility]='315 287' [ModDescription]='545 210'
-    [OutputLog]='365 395' [FirstTag]='28 199'
+    [ChooseMetadata]='65 50' [SubmitButton]='190 50' [ChangeNotes]='550 50' [ChangePreview]='290 250'
+    [OutputLog]='365 395'
 )
 title='^Tarnwick Mod Uploader$'
-scale=${scale:-10}
-theme=("${theme[@]}")
 started=()
 program=
 window=
@@ -87,7 +81,7 @@ require_tools() {
     done
 }
 
-# open_stage WIDTH HEIGHT: a display of that many life-size pixels, with openbox.
+# open_stage WIDTH HEIGHT: a display of that many pixels, with openbox.
 open_stage() {
     export LC_ALL=C.UTF-8
     # The player's own screen is not to be touched, not even for a picture of a failure.
@@ -102,12 +96,12 @@ open_stage() {
         -u DESKTOP_SESSION -u QT_QPA_PLATFORMTHEME -u QT_STYLE_OVERRIDE -u QT_SCALE_FACTOR
         -u QT_FONT_DPI -u QT_AUTO_SCREEN_SCALE_FACTOR -u XDG_CONFIG_HOME -u XDG_CACHE_HOME
         -u XDG_DATA_HOME -u XDG_STATE_HOME HOME="$scratch/home"
-        XDG_RUNTIME_DIR="$scratch/runtime" QT_QPA_PLATFORM=xcb "${theme[@]}")
+        XDG_RUNTIME_DIR="$scratch/runtime" QT_QPA_PLATFORM=xcb)
 
     # The server chooses a free display and tells its number. Without -noreset it would start over
     # each time its last client leaves.
-    "${stage[@]}" Xvfb -displayfd 3 -screen 0 "$(($1 * scale / 10))x$(($2 * scale / 10))x24" \
-        -dpi 96 -noreset -nolisten tcp -nolisten unix \
+    "${stage[@]}" Xvfb -displayfd 3 -screen 0 "$1x$2x24" -dpi 96 \
+        -noreset -nolisten tcp -nolisten unix \
         3>"$scratch/display" >"$scratch/xvfb.txt" 2>&1 &
     started+=($!)
     server=$!
@@ -115,7 +109,10 @@ open_stage() {
     DISPLAY=:$(<"$scratch/display")
     export DISPLAY
 
-    "${stage[@]}" openbox >"$scratch/openbox.txt" 2>&1 &
+    # Without bindings it grabs no mouse button; a click that it held up would come after later keys.
+    printf '<openbox_config xmlns="http://openbox.org/3.4/rc"><keyboard/><mouse/></openbox_config>\n' \
+        >"$scratch/openbox.xml"
+    "${stage[@]}" openbox --config-file "$scratch/openbox.xml" >"$scratch/openbox.txt" 2>&1 &
     started+=($!)
     wait_for "the window manager" manager_ready
 }
@@ -149,14 +146,11 @@ program_ended() { ! alive "$1"; }
 
 # --- hands --------------------------------------------------------------------------------------
 
-# point_at X Y: moves the mouse to a place in the window, in life-size pixels.
-point_at() { xdotool mousemove --window "$window" $(($1 * scale / 10)) $(($2 * scale / 10)); }
-# click CONTROL [DX DY [BUTTON]]: clicks on a control, beside its middle if wanted.
+# click CONTROL [DX DY]: clicks on a control, beside its middle if wanted.
 click() {
     local x y
     read -r x y <<<"${place[$1]}"
-    point_at $((x + ${2:-0})) $((y + ${3:-0}))
-    xdotool click "${4:-1}"
+    xdotool mousemove --window "$window" $((x + ${2:-0})) $((y + ${3:-0})) click 1
 }
 press() { xdotool key --clearmodifiers "$@"; }
 write() { xdotool type --clearmodifiers --delay 5 "$1"; }
