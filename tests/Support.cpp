@@ -82,6 +82,12 @@ QFunctionPointer Practice::resolve(const char* name)
     return function;
 }
 
+void Practice::tell(const QByteArray& json)
+{
+    if (call<int>("PracticeWorkshop_Control", json.constData()) != 1)
+        qFatal("the Practice Workshop rejects a part of %s", json.constData());
+}
+
 QStringList Practice::journal()
 {
     return QString::fromUtf8(call<const char*>("PracticeWorkshop_Journal")).split('\n', Qt::SkipEmptyParts);

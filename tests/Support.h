@@ -39,8 +39,8 @@ public:
     /// Puts the library back to the state of a fresh process.
     Practice();
 
-    /// Sets what happens next; false when the library has rejected it.
-    bool tell(const QByteArray& json) { return call<int>("PracticeWorkshop_Control", json.constData()) == 1; }
+    /// Sets what happens next. A part that the library rejects ends the process, because the test would prove nothing.
+    void tell(const QByteArray& json);
 
     /// Everything the library was asked for since the start or `forget`, one line a call.
     QStringList journal();

@@ -380,7 +380,7 @@ private slots:
         QVERIFY(!ModParser::validate_mod_directory(root->path() + "/outside"));
         QVERIFY(ModParser::GetParseMetadataResult().contains("'.../outside/tool.exe'"));
         const QString former = QDir::currentPath();
-        QDir::setCurrent(root->path() + "/outside");
+        QVERIFY(QDir::setCurrent(root->path() + "/outside"));
         QVERIFY(ModParser::validate_mod_directory(QString())); // no folder is not this one
         QDir::setCurrent(former);
     }

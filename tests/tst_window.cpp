@@ -516,7 +516,7 @@ private slots:
         QTest::qWait(150);
         QCOMPARE(log().size(), 6); // once for each change
 
-        QFile::remove(mod_file());
+        QVERIFY(QFile::remove(mod_file()));
         QTest::qWait(100);
         QCOMPARE(log().size(), 6);
     }
