@@ -110,7 +110,8 @@ void wait_for_preview(const MainWindow& window, int longest_ms)
 void hurry(MainWindow& window)
 {
     auto* const timer = new QTimer(&window);
-    QObject::connect(timer, SIGNAL(timeout()), &window, SLOT(update()));
+    if (!QObject::connect(timer, SIGNAL(timeout()), &window, SLOT(update())))
+        qFatal("there is no heartbeat to hurry");
     timer->start(0);
 }
 
@@ -219,7 +220,8 @@ void perform(QStringList tasks, MainWindow& window, Pulse& pulse, QTextStream& o
         {"choose", [&] { window.GetModDescriptor().preview_path = argument(); }},
         {"shell",
          [&] {
-             QProcess::execute("sh", {"-c", argument()});
+             if (QProcess::execute("sh", {"-c", argument()}) != 0)
+                 qFatal("the shell command has failed");
          }},
         {"check", [&] { out << check(argument()) << Qt::endl; }},
         {"reason", [&] { out << window.findChild<QWidget*>("OutputLog")->toolTip() << Qt::endl; }},
