@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <exception>
 #include <string>
 
 // The function table that is called here belongs to a class of the caller, which the check of
@@ -36,8 +35,6 @@ constexpr int kLargestSize = 65536;
 // What a failed call leaves in the buffer: anything but a result.
 constexpr unsigned char kGarbage = 0xCD;
 
-constexpr int kFailure = 2;
-
 using RunFunction = void (*)(void* object, void* result, bool io_failure, std::uint64_t call);
 using SizeFunction = int (*)(void* object);
 
@@ -68,17 +65,6 @@ PRACTICE_FOREIGN_CALL void Run(void* object, void* result, bool io_failure, std:
     Slot<RunFunction>(object, kRunSlot)(object, result, io_failure, call);
 }
 
-// A call that breaks down on our side must still come to an end.
-std::optional<Answer> DoShare(const CallResults::Work& work)
-{
-    try {
-        return work();
-    } catch (const std::exception& error) {
-        Trouble(std::string("a call broke down: ") + error.what());
-        return Answer{kFailure, {}, true};
-    }
-}
-
 std::string CallName(std::uint64_t call)
 {
     return "call " + std::to_string(call);
@@ -88,32 +74,21 @@ std::string CallName(std::uint64_t call)
 
 std::uint64_t CallResults::Add(int callback_id, Work work)
 {
-    calls[++last_call] = {callback_id, std::move(work)};
+    calls[++last_call] = {callback_id, std::move(work), std::nullopt};
     return last_call;
-}
-
-void CallResults::CheckRegistration(void* object, std::uint64_t call) const
-{
-    const auto found = calls.find(call);
-    if (object == nullptr) {
-        Mistake("SteamAPI_RegisterCallResult with a null object");
-    } else if (call == 0 || call > last_call) {
-        Mistake("SteamAPI_RegisterCallResult for " + CallName(call) + ", which was never made");
-    } else if (found == calls.end()) {
-        Mistake("SteamAPI_RegisterCallResult for " + CallName(call) + ", which is over");
-    } else if (found->second.callback_id != CallbackId(object)) {
-        Mistake(CallName(call) + " answers with " + std::to_string(found->second.callback_id)
-                + ", the object waits for " + std::to_string(CallbackId(object)));
-    }
-    const auto waiting = registrations.find(call);
-    if (waiting != registrations.end() && waiting->second != object) {
-        Mistake("another object is registered for " + CallName(call) + " already");
-    }
 }
 
 void CallResults::Register(void* object, std::uint64_t call)
 {
-    CheckRegistration(object, call);
+    const auto found = calls.find(call);
+    if (found == calls.end()) {
+        Mistake("a registration for " + CallName(call) + ", which was never made or is over");
+    } else if (found->second.callback_id != CallbackId(object)) {
+        Mistake(CallName(call) + " answers with " + std::to_string(found->second.callback_id)
+                + ", the object waits for " + std::to_string(CallbackId(object)));
+    } else if (registrations.count(call) > 0 && registrations[call] != object) {
+        Mistake("another object is registered for " + CallName(call) + " already");
+    }
     Note(CallText("SteamAPI_RegisterCallResult", CallbackId(object), call));
     if (object != nullptr && call != 0) {
         registrations[call] = object;
@@ -125,13 +100,10 @@ void CallResults::Unregister(void* object, std::uint64_t call)
     const auto found = registrations.find(call);
     const bool registered = found != registrations.end() && found->second == object;
     const auto& under_way = deliveries_under_way;
-    if (object == nullptr) {
-        Mistake("SteamAPI_UnregisterCallResult with a null object");
-    } else if (std::find(under_way.begin(), under_way.end(), call) != under_way.end()) {
+    if (std::find(under_way.begin(), under_way.end(), call) != under_way.end()) {
         Mistake(CallName(call) + " was unregistered inside its own delivery");
     } else if (!registered) {
-        Mistake("SteamAPI_UnregisterCallResult for " + CallName(call)
-                + ", for which the object is not registered");
+        Mistake("the object to unregister is not registered for " + CallName(call));
     }
     Note(CallText("SteamAPI_UnregisterCallResult", CallbackId(object), call));
     if (registered) {
@@ -141,66 +113,51 @@ void CallResults::Unregister(void* object, std::uint64_t call)
 
 void CallResults::Pump()
 {
-    struct Completed
-    {
-        std::uint64_t call;
-        int callback_id;
-        Answer answer;
-    };
-    std::vector<Completed> completed;
+    std::map<std::uint64_t, Call> completed;
     for (auto at = calls.begin(); at != calls.end();) {
-        std::optional<Answer> answer = DoShare(at->second.work);
-        if (answer) {
-            completed.push_back({at->first, at->second.callback_id, std::move(*answer)});
-            at = calls.erase(at);
-        } else {
-            ++at;
+        const auto call = at++;
+        call->second.answer = call->second.work();
+        if (call->second.answer) {
+            completed.insert(calls.extract(call));
         }
     }
     const unsigned drops_before = drops;
-    for (const Completed& each : completed) {
+    for (const auto& [number, call] : completed) {
         // The caller may have shut everything down inside the delivery before.
-        if (drops != drops_before) {
-            return;
+        if (drops == drops_before) {
+            Deliver(number, call);
         }
-        Deliver(each.call, each.callback_id, each.answer);
     }
 }
 
-void CallResults::Deliver(std::uint64_t call, int callback_id, const Answer& answer)
+void CallResults::Deliver(std::uint64_t number, const Call& call)
 {
-    const auto found = registrations.find(call);
+    const std::string id = std::to_string(call.callback_id);
+    const auto found = registrations.find(number);
     if (found == registrations.end()) {
-        Note("lost " + std::to_string(callback_id) + " for " + CallName(call)
-             + ": nothing is registered for it");
+        Note("lost " + id + " for " + CallName(number) + ": nothing is registered for it");
         return;
     }
     void* const object = found->second;
     registrations.erase(found);
 
-    // An answer of another kind cannot be fetched, which the object hears of as a failed call.
-    const bool io_failure = answer.io_failure || CallbackId(object) != callback_id;
-    Note("deliver " + std::to_string(callback_id) + " for " + CallName(call) + ": result "
-         + std::to_string(answer.result) + (io_failure ? ", io failure" : ""));
+    // An answer of another kind cannot be fetched, which the object receives as a failed call.
+    const bool io_failure = call.answer->io_failure || CallbackId(object) != call.callback_id;
+    Note("deliver " + id + " for " + CallName(number) + ": result "
+         + std::to_string(call.answer->result) + (io_failure ? ", io failure" : ""));
 
+    const ResultBytes& bytes = call.answer->bytes;
     const int wanted = SizeOf(object);
-    if (wanted < 0
-        || !RightSize(callback_id, static_cast<std::size_t>(wanted), answer.bytes.size())) {
-        Mistake("the object for " + CallName(call) + " asks for " + std::to_string(wanted)
-                + " bytes of " + std::to_string(callback_id));
+    if (!RightSize(call.callback_id, wanted, bytes.size())) {
+        Mistake("the object for " + CallName(number) + " asks for " + std::to_string(wanted)
+                + " bytes of " + id);
     }
     ResultBytes buffer(static_cast<std::size_t>(std::clamp(wanted, 1, kLargestSize)), kGarbage);
     if (!io_failure) {
-        std::copy_n(answer.bytes.begin(), std::min(buffer.size(), answer.bytes.size()),
-                    buffer.begin());
+        std::copy_n(bytes.begin(), std::min(buffer.size(), bytes.size()), buffer.begin());
     }
-    deliveries_under_way.push_back(call);
-    try {
-        Run(object, buffer.data(), io_failure, call);
-    } catch (...) {
-        deliveries_under_way.pop_back();
-        throw;
-    }
+    deliveries_under_way.push_back(number);
+    Run(object, buffer.data(), io_failure, number);
     deliveries_under_way.pop_back();
 }
 
@@ -215,11 +172,6 @@ void CallResults::ForgetEverything()
     DropCalls();
     registrations.clear();
     last_call = 0;
-}
-
-int CallResults::LiveRegistrations() const
-{
-    return static_cast<int>(registrations.size());
 }
 
 } // namespace practice

@@ -6,7 +6,6 @@
 #include <functional>
 #include <map>
 #include <optional>
-#include <utility>
 #include <vector>
 
 namespace practice {
@@ -39,17 +38,17 @@ public:
     void DropCalls();
     void ForgetEverything();
 
-    int LiveRegistrations() const;
+    int LiveRegistrations() const { return static_cast<int>(registrations.size()); }
 
 private:
     struct Call
     {
         int callback_id = 0;
         Work work;
+        std::optional<Answer> answer;
     };
 
-    void CheckRegistration(void* object, std::uint64_t call) const;
-    void Deliver(std::uint64_t call, int callback_id, const Answer& answer);
+    void Deliver(std::uint64_t number, const Call& call);
 
     std::map<std::uint64_t, Call> calls;
     std::map<std::uint64_t, void*> registrations;

@@ -6,6 +6,7 @@
 #include "Workshop.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 
 #if defined(_WIN32)
@@ -20,93 +21,84 @@ namespace {
 
 constexpr auto kClientVersion = "SteamClient017";
 
-bool StartedFor(const char* function)
-{
-    if (!TheWorkshop().Started()) {
-        Mistake(std::string(function) + " while the library is not started");
-        return false;
-    }
-    return true;
-}
-
-// The handle while the library is started. Asking before the start is allowed: the
-// answer 0 is how a program learns that there is none.
-int HandleAnswer(const char* function, int handle_when_started)
-{
-    return Guarded(0, [&] {
-        const int handle = TheWorkshop().Started() ? handle_when_started : 0;
-        Note(CallText(function) + " = " + Shown(handle));
-        return handle;
-    });
-}
+// The functions with which a library can be started have changed over the years, so a build has
+// some of them: PRACTICE_START_PLAIN, _FLAT, _INTERNAL and _SAFE.
+#if defined(PRACTICE_START_PLAIN) || defined(PRACTICE_START_SAFE)
 
 bool StartPlain(const char* function)
 {
-    return Guarded(false, [&] {
-        const StartOutcome outcome = TheWorkshop().Start();
-        Note(CallText(function) + " = " + Shown(outcome.code == 0));
-        return outcome.code == 0;
-    });
+    return Answered(function, false, [] { return TheWorkshop().Start().code == 0; });
 }
 
-#if defined(PRACTICE_NEW_LIBRARY)
+#endif
+#if defined(PRACTICE_START_FLAT) || defined(PRACTICE_START_INTERNAL)
 
 constexpr std::size_t kReasonSize = 1024;
 constexpr int kStartFailed = 1;
 
-std::string NullOr(const void* pointer, const char* word)
+int StartWithReason(const char* function, char* reason)
 {
-    return pointer != nullptr ? word : "null";
-}
-
-int StartWithReason(const std::string& call, char* reason)
-{
-    const StartOutcome outcome = TheWorkshop().Start();
-    if (reason != nullptr) {
-        const std::size_t length = std::min(outcome.reason.size(), kReasonSize - 1);
-        std::memcpy(reason, outcome.reason.data(), length);
-        reason[length] = '\0';
-    }
-    Note(call + " = " + Shown(outcome.code));
-    return outcome.code;
+    return Answered(function, kStartFailed, [reason] {
+        const StartOutcome outcome = TheWorkshop().Start();
+        if (reason != nullptr) {
+            const std::size_t length = std::min(outcome.reason.size(), kReasonSize - 1);
+            std::memcpy(reason, outcome.reason.data(), length);
+            reason[length] = '\0';
+        }
+        return outcome.code;
+    });
 }
 
 #endif
 
 } // namespace
 
-#if defined(PRACTICE_NEW_LIBRARY)
+#if defined(PRACTICE_START_PLAIN)
 
-PRACTICE_EXPORT int SteamAPI_InitFlat(char* reason)
-{
-    return Guarded(kStartFailed, [&] {
-        return StartWithReason(CallText("SteamAPI_InitFlat", NullOr(reason, "errors")), reason);
-    });
-}
-
-// The list of versions is not compared: a program that wants that check asks for its interfaces.
-PRACTICE_EXPORT int SteamInternal_SteamAPI_Init(const char* versions, char* reason)
-{
-    return Guarded(kStartFailed, [&] {
-        return StartWithReason(CallText("SteamInternal_SteamAPI_Init", NullOr(versions, "versions"),
-                                        NullOr(reason, "errors")),
-                               reason);
-    });
-}
-
-#else
+const bool practice::kNewLibrary = false;
 
 PRACTICE_EXPORT bool SteamAPI_Init()
 {
     return StartPlain("SteamAPI_Init");
 }
 
+#else
+
+const bool practice::kNewLibrary = true;
+
 #endif
+#if defined(PRACTICE_START_FLAT)
+
+PRACTICE_EXPORT int SteamAPI_InitFlat(char* reason)
+{
+    return StartWithReason("SteamAPI_InitFlat", reason);
+}
+
+#endif
+#if defined(PRACTICE_START_INTERNAL)
+
+// No list of versions is compared, so any list counts as one that does not match.
+PRACTICE_EXPORT int SteamInternal_SteamAPI_Init(const char* versions, char* reason)
+{
+    if (versions != nullptr) {
+        return 3; // a version mismatch
+    }
+    return StartWithReason("SteamInternal_SteamAPI_Init", reason);
+}
+
+#endif
+#if defined(PRACTICE_START_SAFE)
 
 PRACTICE_EXPORT bool SteamAPI_InitSafe()
 {
-    return StartPlain("SteamAPI_InitSafe");
+    const bool started = StartPlain("SteamAPI_InitSafe");
+    if (!started) {
+        std::fputs("SteamAPI_InitSafe failed", stderr); // some libraries end with no line feed
+    }
+    return started;
 }
+
+#endif
 
 PRACTICE_EXPORT void SteamAPI_Shutdown()
 {
@@ -119,17 +111,17 @@ PRACTICE_EXPORT void SteamAPI_Shutdown()
 PRACTICE_EXPORT void SteamAPI_RunCallbacks()
 {
     GuardedVoid([] {
-        const bool started = StartedFor("SteamAPI_RunCallbacks");
-        NotePolled("SteamAPI_RunCallbacks", "SteamAPI_RunCallbacks()");
-        if (started) {
-            TheWorkshop().calls.Pump();
+        if (!TheWorkshop().Started()) {
+            Mistake("SteamAPI_RunCallbacks while the library is not started");
         }
+        NotePolled("SteamAPI_RunCallbacks()");
+        TheWorkshop().calls.Pump(); // without a start there are no calls
     });
 }
 
+// Without a start there is no call to register for, which is reported as that.
 PRACTICE_EXPORT void SteamAPI_RegisterCallResult(void* object, std::uint64_t call)
 {
-    // Without a start there is no call to register for, which is told as that.
     GuardedVoid([&] { TheWorkshop().calls.Register(object, call); });
 }
 
@@ -139,44 +131,46 @@ PRACTICE_EXPORT void SteamAPI_UnregisterCallResult(void* object, std::uint64_t c
     GuardedVoid([&] { TheWorkshop().calls.Unregister(object, call); });
 }
 
+// Asking for handles before the start is allowed: the answer 0 is how a program learns that there
+// are none.
 PRACTICE_EXPORT std::int32_t SteamAPI_GetHSteamUser()
 {
-    return HandleAnswer("SteamAPI_GetHSteamUser", kUser);
+    return Answered("SteamAPI_GetHSteamUser", 0,
+                    [] { return TheWorkshop().Started() ? kUser : 0; });
 }
 
 PRACTICE_EXPORT std::int32_t SteamAPI_GetHSteamPipe()
 {
-    return HandleAnswer("SteamAPI_GetHSteamPipe", kPipe);
+    return Answered("SteamAPI_GetHSteamPipe", 0,
+                    [] { return TheWorkshop().Started() ? kPipe : 0; });
 }
 
 PRACTICE_EXPORT void* SteamInternal_CreateInterface(const char* version)
 {
-    return Guarded(static_cast<void*>(nullptr), [&]() -> void* {
-        bool right = StartedFor("SteamInternal_CreateInterface");
-        if (version == nullptr) {
-            Mistake("SteamInternal_CreateInterface with a null version");
-            right = false;
+    const auto create = [version]() -> void* {
+        if (!TheWorkshop().Started() || version == nullptr) {
+            Mistake("an interface is wanted without a start or without a version");
+            return nullptr;
         }
-        right = right && std::strcmp(version, kClientVersion) == 0 && !TheWorkshop().Lacks(version);
-        Note(CallText("SteamInternal_CreateInterface", version) + (right ? " = ok" : " = null"));
-        return right ? InterfaceOfThisStart("ISteamClient", ClientTable()) : nullptr;
-    });
+        const bool offered =
+            std::strcmp(version, kClientVersion) == 0 && !TheWorkshop().Lacks(version);
+        return offered ? InterfaceOfThisStart("ISteamClient", ClientTable()) : nullptr;
+    };
+    return Answered("SteamInternal_CreateInterface", static_cast<void*>(nullptr), create, version);
 }
 
 // Programs that keep their own table of interfaces never call it, so how it would fill one for
 // them is not rehearsed.
 PRACTICE_EXPORT void* SteamInternal_ContextInit(void*)
 {
-    return Guarded(static_cast<void*>(nullptr), []() -> void* {
-        Mistake("SteamInternal_ContextInit is not rehearsed");
-        return nullptr;
-    });
+    GuardedVoid([] { Mistake("SteamInternal_ContextInit is not rehearsed"); });
+    return nullptr;
 }
 
 // 1 when everything was taken over, 0 when something was wrong and left out.
 PRACTICE_EXPORT int PracticeWorkshop_Control(const char* json)
 {
-    return Guarded(0, [&] { return TheWorkshop().Control(json) ? 1 : 0; });
+    return Guarded(0, [json] { return TheWorkshop().script.Apply(json, "control") ? 1 : 0; });
 }
 
 // Valid until the next call of the library.
@@ -207,7 +201,7 @@ PRACTICE_EXPORT void PracticeWorkshop_Reset()
 
 namespace {
 
-void TellOutlivingRegistrations() noexcept
+void ReportOutlivingRegistrations() noexcept
 {
     GuardedVoid([] {
         const int alive = TheWorkshop().calls.LiveRegistrations();
@@ -217,18 +211,18 @@ void TellOutlivingRegistrations() noexcept
     });
 }
 
-// When the library is unloaded, which is after the program's own global objects are gone: their
-// destructors may still unregister.
+// When the library is unloaded, which is after the program's own global objects are destroyed:
+// their destructors may still unregister.
 #if defined(_MSC_VER)
 struct AtUnload
 {
-    ~AtUnload() { TellOutlivingRegistrations(); }
+    ~AtUnload() { ReportOutlivingRegistrations(); }
 };
 const AtUnload at_unload;
 #else
 __attribute__((destructor)) void AtUnload()
 {
-    TellOutlivingRegistrations();
+    ReportOutlivingRegistrations();
 }
 #endif
 

@@ -2,8 +2,10 @@
 
 #include "Journal.h"
 
+#include <cstdio>
 #include <exception>
 #include <string>
+#include <type_traits>
 
 namespace practice {
 
@@ -14,11 +16,7 @@ Result Guarded(Result fallback, Body&& body) noexcept
     try {
         return body();
     } catch (const std::exception& error) {
-        try {
-            Trouble(std::string("unexpected: ") + error.what());
-        } catch (...) { // not even memory for the words
-        }
-    } catch (...) {
+        std::fprintf(stderr, "Practice Workshop: unexpected: %s\n", error.what());
     }
     return fallback;
 }
@@ -29,6 +27,22 @@ void GuardedVoid(Body&& body) noexcept
     Guarded(0, [&] {
         body();
         return 0;
+    });
+}
+
+// The same with a line in the journal: the function, its arguments and the result.
+template<typename Result, typename Body, typename... Arguments>
+Result Answered(const std::string& function, Result fallback, Body&& body,
+                const Arguments&... arguments) noexcept
+{
+    return Guarded(fallback, [&] {
+        const Result result = body();
+        if constexpr (std::is_pointer_v<Result>) {
+            Note(CallText(function, arguments...) + (result != nullptr ? " = ok" : " = null"));
+        } else {
+            Note(CallText(function, arguments...) + " = " + Shown(result));
+        }
+        return result;
     });
 }
 

@@ -1,9 +1,6 @@
 #pragma once
 
-#include <array>
-#include <cstddef>
-#include <cstdint>
-#include <utility>
+#include <string>
 
 #if defined(_WIN32) && !defined(_WIN64)
 // Methods get their object in a register there, which plain functions cannot imitate portably.
@@ -25,32 +22,11 @@ struct Interface
     unsigned start = 0; // the start of the library that it was handed out in
 };
 
-// The interface of this start. Objects of former starts stay, so that their use can be told.
-Interface* InterfaceOfThisStart(const char* name, const void* const* table);
+// The interface of this start. Objects of former starts stay, so that their use can be reported.
+Interface* InterfaceOfThisStart(const std::string& name, const void* const* table);
 
 // False, and the caller's mistake, when the library is not started or was started anew since.
-bool InUse(const Interface* object, const char* method);
-
-std::uint64_t NotRehearsed(const Interface* object, std::size_t slot);
-
-template<std::size_t Slot>
-std::uint64_t UnrehearsedSlot(Interface* object) noexcept
-{
-    return NotRehearsed(object, Slot);
-}
-
-template<std::size_t... Slots>
-std::array<const void*, sizeof...(Slots)> UnrehearsedSlots(std::index_sequence<Slots...>)
-{
-    return {reinterpret_cast<const void*>(&UnrehearsedSlot<Slots>)...};
-}
-
-// A table in which every slot is there, and says that it is not rehearsed.
-template<std::size_t Size>
-std::array<const void*, Size> UnrehearsedTable()
-{
-    return UnrehearsedSlots(std::make_index_sequence<Size>());
-}
+bool InUse(const Interface* object, const std::string& method);
 
 template<typename Function>
 const void* AsSlot(Function* function)

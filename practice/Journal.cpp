@@ -1,9 +1,5 @@
 #include "Journal.h"
 
-#include "Platform.h"
-
-#include <nlohmann/json.hpp>
-
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
@@ -19,7 +15,6 @@ constexpr std::uintmax_t kLargestFile = std::uintmax_t{4} * 1024 * 1024;
 struct Journal
 {
     std::string text;
-    std::string unwritten;
     std::filesystem::path file;
     std::set<std::string> polled_since_last_line;
     int mistakes = 0;
@@ -40,34 +35,20 @@ std::string OneLine(std::string line)
             character = ' ';
         }
     }
-    return line;
-}
-
-void WriteOut(Journal& journal)
-{
-    if (journal.file.empty() || journal.unwritten.empty()) {
-        return;
-    }
-    std::error_code error;
-    const auto size = std::filesystem::file_size(journal.file, error);
-    const bool afresh = !error && size > kLargestFile;
-    std::ofstream out(journal.file, std::ios::binary | (afresh ? std::ios::trunc : std::ios::app));
-    out << journal.unwritten;
-    journal.unwritten.clear();
+    return line + '\n';
 }
 
 void Append(const std::string& line)
 {
     Journal& journal = TheJournal();
-    const std::string clean = OneLine(line);
-    journal.text += clean + '\n';
-    journal.unwritten += '[' + ProcessId() + "] " + clean + '\n';
-    WriteOut(journal);
-}
-
-void Tell(const std::string& line)
-{
-    std::fprintf(stderr, "Practice Workshop: %s\n", OneLine(line).c_str());
+    journal.text += OneLine(line);
+    if (journal.file.empty()) {
+        return;
+    }
+    std::error_code error; // the size of no file is the largest number
+    const bool afresh = std::filesystem::file_size(journal.file, error) > kLargestFile;
+    std::ofstream out(journal.file, std::ios::binary | (afresh ? std::ios::trunc : std::ios::app));
+    out << OneLine(line);
 }
 
 } // namespace
@@ -78,9 +59,9 @@ void Note(const std::string& line)
     Append(line);
 }
 
-void NotePolled(const std::string& function, const std::string& line)
+void NotePolled(const std::string& line)
 {
-    if (TheJournal().polled_since_last_line.insert(function).second) {
+    if (TheJournal().polled_since_last_line.insert(line.substr(0, line.find('('))).second) {
         Append(line);
     }
 }
@@ -88,13 +69,12 @@ void NotePolled(const std::string& function, const std::string& line)
 void Mistake(const std::string& words)
 {
     ++TheJournal().mistakes;
-    Tell("mistake: " + words);
-    Note("mistake: " + words);
+    Trouble("mistake: " + words);
 }
 
 void Trouble(const std::string& words)
 {
-    Tell(words);
+    std::fprintf(stderr, "Practice Workshop: %s", OneLine(words).c_str());
     Note(words);
 }
 
@@ -122,18 +102,16 @@ void ForgetMistakes()
 void KeepJournalIn(const std::filesystem::path& file)
 {
     TheJournal().file = file;
-    if (file.empty()) {
-        TheJournal().unwritten.clear();
-    }
-    WriteOut(TheJournal());
 }
 
-std::string Quoted(const char* text)
+std::string Shown(const nlohmann::json& value)
 {
-    if (text == nullptr) {
-        return "null";
-    }
-    return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    return value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+std::string Shown(const char* text)
+{
+    return text != nullptr ? Shown(nlohmann::json(text)) : "null";
 }
 
 } // namespace practice

@@ -4,12 +4,11 @@
 #include <fstream>
 
 #if defined(_WIN32)
+#include <share.h>
 #include <windows.h>
 #else
 #include <cstdlib>
-#include <fcntl.h>
 #include <sys/file.h>
-#include <unistd.h>
 #endif
 
 namespace practice {
@@ -26,25 +25,11 @@ std::string Environment(const char* name)
     return std::filesystem::path(value).u8string();
 }
 
-std::string ProcessId()
+FileLock TakeLock(const std::filesystem::path& file)
 {
-    return std::to_string(GetCurrentProcessId());
-}
-
-std::unique_ptr<FileLock> FileLock::Take(const std::filesystem::path& file)
-{
-    // A file opened without sharing can be open only once.
-    const HANDLE handle = CreateFileW(file.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS,
-                                      FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (handle == INVALID_HANDLE_VALUE) {
-        return nullptr;
-    }
-    return std::make_unique<FileLock>(reinterpret_cast<std::intptr_t>(handle));
-}
-
-FileLock::~FileLock()
-{
-    CloseHandle(reinterpret_cast<HANDLE>(handle));
+    // A file opened without sharing can be open only once. N: no child process inherits it.
+    std::FILE* const stream = _wfsopen(file.c_str(), L"abN", _SH_DENYRW);
+    return stream != nullptr ? FileLock(stream, std::fclose) : nullptr;
 }
 
 #else
@@ -55,24 +40,11 @@ std::string Environment(const char* name)
     return value != nullptr ? value : "";
 }
 
-std::string ProcessId()
+FileLock TakeLock(const std::filesystem::path& file)
 {
-    return std::to_string(getpid());
-}
-
-std::unique_ptr<FileLock> FileLock::Take(const std::filesystem::path& file)
-{
-    const int descriptor = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-    if (descriptor < 0) {
-        return nullptr;
-    }
-    auto lock = std::make_unique<FileLock>(descriptor);
-    return flock(descriptor, LOCK_EX | LOCK_NB) == 0 ? std::move(lock) : nullptr;
-}
-
-FileLock::~FileLock()
-{
-    close(static_cast<int>(handle));
+    std::FILE* const stream = std::fopen(file.c_str(), "ae"); // e: no child process inherits it
+    FileLock lock = stream != nullptr ? FileLock(stream, std::fclose) : nullptr;
+    return lock && flock(fileno(stream), LOCK_EX | LOCK_NB) == 0 ? lock : nullptr;
 }
 
 #endif
@@ -102,9 +74,6 @@ exec xdg-open "$item"
 }
 
 #endif
-
-FileLock::FileLock(std::intptr_t system_handle) : handle(system_handle)
-{}
 
 std::filesystem::path UserDataFolder()
 {

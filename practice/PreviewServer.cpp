@@ -6,6 +6,7 @@
 
 #include <condition_variable>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <thread>
 
@@ -13,33 +14,9 @@ namespace practice {
 
 namespace {
 
-constexpr auto kPictureType = "application/octet-stream";
+constexpr auto kImageType = "application/octet-stream";
 
-std::uint64_t Hash(const std::string& bytes, std::uint64_t seed)
-{
-    std::uint64_t hash = 14695981039346656037U ^ seed; // FNV-1a
-    for (const char byte : bytes) {
-        hash = (hash ^ static_cast<unsigned char>(byte)) * 1099511628211U;
-    }
-    return hash;
-}
-
-// Forty digits, as real addresses have.
-std::string Digits(const std::string& bytes)
-{
-    std::string digits;
-    for (std::uint64_t seed = 0; digits.size() < 40; ++seed) {
-        char part[17] = "";
-        std::snprintf(part, sizeof(part), "%016llx",
-                      static_cast<unsigned long long>(Hash(bytes, seed)));
-        digits += part;
-    }
-    return digits.substr(0, 40);
-}
-
-} // namespace
-
-class PreviewServer::Server
+class Server
 {
 public:
     Server() = default;
@@ -63,7 +40,6 @@ public:
     {
         // A connection that is kept open for more requests would hold up the stop.
         server.set_keep_alive_max_count(1);
-        server.set_keep_alive_timeout(1);
         server.set_idle_interval(0, 50000);
         server.Get("/ugc/.*", [this](const httplib::Request& request, httplib::Response& response) {
             Respond(request.path, response);
@@ -83,62 +59,55 @@ public:
         return server.is_running();
     }
 
-    std::string Publish(std::uint64_t item, std::string picture)
+    std::string Publish(std::uint64_t item, std::string image, PreviewAnswer answer)
     {
-        const std::string path = "/ugc/" + std::to_string(item) + "/" + Digits(picture) + "/";
+        char path[80] = ""; // with forty digits, as real addresses have
+        std::snprintf(path, sizeof(path), "/ugc/%llu/%040zx/",
+                      static_cast<unsigned long long>(item), std::hash<std::string>()(image));
         const std::lock_guard<std::mutex> lock(mutex);
-        pictures[path] = std::move(picture);
+        previews[path] = {std::move(image), std::move(answer)};
         return "http://127.0.0.1:" + std::to_string(port) + path;
     }
 
-    void Behave(PreviewAnswer new_answer, std::chrono::milliseconds new_delay)
-    {
-        const std::lock_guard<std::mutex> lock(mutex);
-        answer = new_answer;
-        delay = new_delay;
-    }
-
 private:
+    struct Preview
+    {
+        std::string image;
+        PreviewAnswer answer;
+    };
+
     void Respond(const std::string& path, httplib::Response& response)
     {
         std::unique_lock<std::mutex> lock(mutex);
-        const auto found = pictures.find(path);
-        if (found == pictures.end() || answer == PreviewAnswer::NotFound) {
+        const auto found = previews.find(path);
+        if (found == previews.end()) {
             response.status = 404;
             return;
         }
-        const auto is_stopping = [this] { return stopping; };
-        switch (answer) {
-        case PreviewAnswer::ServerError:
-            response.status = 500;
-            return;
-        case PreviewAnswer::NotAPicture:
-            response.set_content("<html><body>This is not a picture.</body></html>", kPictureType);
-            return;
-        case PreviewAnswer::ClosesEarly:
-            SendHalf(found->second, response);
-            return;
-        case PreviewAnswer::Never:
-            stop_wanted.wait(lock, is_stopping);
+        const auto [image, answer] = found->second;
+        if (answer.kind == "404" || answer.kind == "500") {
+            response.status = std::stoi(answer.kind);
+        } else if (answer.kind == "never") {
+            stop_wanted.wait(lock, [this] { return stopping; });
             response.status = 503;
-            return;
-        case PreviewAnswer::Slow:
-            stop_wanted.wait_for(lock, delay, is_stopping);
-            break;
-        case PreviewAnswer::Ok:
-        case PreviewAnswer::None:
-        case PreviewAnswer::NotFound:
-            break;
+        } else if (answer.kind == "not_a_picture") {
+            response.set_content("<html><body>This is not an image.</body></html>", kImageType);
+        } else if (answer.kind == "closes_early") {
+            SendHalf(image, response);
+        } else {
+            if (answer.kind == "slow") {
+                stop_wanted.wait_for(lock, answer.delay, [this] { return stopping; });
+            }
+            response.set_content(image, kImageType);
         }
-        response.set_content(found->second, kPictureType);
     }
 
-    static void SendHalf(const std::string& picture, httplib::Response& response)
+    static void SendHalf(const std::string& image, httplib::Response& response)
     {
         response.set_content_provider(
-            picture.size(), kPictureType,
-            [picture](std::size_t offset, std::size_t, httplib::DataSink& sink) {
-                return offset == 0 && sink.write(picture.data(), picture.size() / 2);
+            image.size(), kImageType,
+            [image](std::size_t offset, std::size_t, httplib::DataSink& sink) {
+                return offset == 0 && sink.write(image.data(), image.size() / 2);
             });
     }
 
@@ -150,60 +119,41 @@ private:
     std::mutex mutex; // guards all that follows
     std::condition_variable stop_wanted;
     bool stopping = false;
-    std::map<std::string, std::string> pictures;
-    PreviewAnswer answer = PreviewAnswer::Ok;
-    std::chrono::milliseconds delay{0};
+    std::map<std::string, Preview> previews;
 };
 
-PreviewServer::PreviewServer() = default;
-
-PreviewServer::~PreviewServer()
+// Null while no preview is served.
+std::unique_ptr<Server>& TheServer()
 {
-    Stop();
-}
-
-bool PreviewServer::Start()
-{
-    server = std::make_unique<Server>();
-    server->Behave(answer, delay);
-    if (!server->Start()) {
-        server.reset();
-        return false;
-    }
-#if !defined(_WIN32)
-    // A program that ends without a shutdown must not take the ground from under the thread.
-    // Windows has ended every other thread by the time that this could run.
-    struct StopAtExit // NOLINT(cppcoreguidelines-special-member-functions): one, never copied
-    {
-        PreviewServer* previews;
-        ~StopAtExit() { previews->Stop(); }
-    };
-    static const StopAtExit stop_at_exit{this};
+#if defined(_WIN32)
+    // Never destroyed: when that could happen, Windows has ended every other thread.
+    static auto& server = *new std::unique_ptr<Server>;
+#else
+    // Destroyed when a program ends without a shutdown, because its thread must end before.
+    static std::unique_ptr<Server> server;
 #endif
-    return true;
+    return server;
 }
 
-std::string PreviewServer::Publish(std::uint64_t item, std::string picture)
+} // namespace
+
+std::string PublishPreview(std::uint64_t item, std::string image, PreviewAnswer answer)
 {
-    if (server == nullptr && !Start()) {
-        Trouble("no port of this computer can be had to serve previews");
-        return "";
+    std::unique_ptr<Server>& server = TheServer();
+    if (server == nullptr) {
+        server = std::make_unique<Server>();
+        if (!server->Start()) {
+            server.reset();
+            Trouble("no port of this computer can be had to serve previews");
+            return "";
+        }
     }
-    return server->Publish(item, std::move(picture));
+    return server->Publish(item, std::move(image), std::move(answer));
 }
 
-void PreviewServer::Behave(PreviewAnswer new_answer, std::chrono::milliseconds new_delay)
+void StopPreviews()
 {
-    answer = new_answer;
-    delay = new_delay;
-    if (server != nullptr) {
-        server->Behave(answer, delay);
-    }
-}
-
-void PreviewServer::Stop()
-{
-    server.reset();
+    TheServer().reset();
 }
 
 } // namespace practice

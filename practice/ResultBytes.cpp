@@ -13,13 +13,6 @@ constexpr bool kWide = true;
 constexpr bool kWide = false;
 #endif
 
-// A client of today answers with more than programs of the older version know of.
-#if defined(PRACTICE_NEW_LIBRARY)
-constexpr bool kNew = true;
-#else
-constexpr bool kNew = false;
-#endif
-
 constexpr std::size_t kQuerySize = 24;
 constexpr std::size_t kCursorOffset = 21;
 constexpr std::size_t kQuerySizeNew = 280; // with the cursor's 256 bytes, rounded up
@@ -37,13 +30,13 @@ void Put(ResultBytes& bytes, std::size_t offset, Value value)
 
 ResultBytes QueryCompletedBytes(std::uint64_t handle, int result, std::uint32_t returned)
 {
-    ResultBytes bytes(kNew ? kQuerySizeNew : kQuerySize);
+    ResultBytes bytes(kNewLibrary ? kQuerySizeNew : kQuerySize);
     Put<std::uint64_t>(bytes, 0, handle);
     Put<std::int32_t>(bytes, 8, result);
     Put<std::uint32_t>(bytes, 12, returned);
     Put<std::uint32_t>(bytes, 16, returned); // how many there are in all
     Put<std::uint8_t>(bytes, 20, 0);         // not from a cache
-    if (kNew) {
+    if (kNewLibrary) {
         const char cursor[] = "*"; // anything that is not empty shows where it lies
         std::memcpy(bytes.data() + kCursorOffset, cursor, sizeof(cursor));
     }
@@ -61,21 +54,22 @@ ResultBytes CreateItemResultBytes(int result, std::uint64_t item, bool needs_agr
 
 ResultBytes SubmitItemUpdateResultBytes(int result, std::uint64_t item, bool needs_agreement)
 {
-    ResultBytes bytes(kNew ? kSubmitSizeNew : kSubmitSize);
+    ResultBytes bytes(kNewLibrary ? kSubmitSizeNew : kSubmitSize);
     Put<std::int32_t>(bytes, 0, result);
     Put<std::uint8_t>(bytes, 4, needs_agreement ? 1 : 0);
-    if (kNew) {
+    if (kNewLibrary) {
         Put<std::uint64_t>(bytes, 8, item);
     }
     return bytes;
 }
 
-bool RightSize(int callback_id, std::size_t size, std::size_t ours)
+bool RightSize(int callback_id, int size, std::size_t ours)
 {
     const std::size_t of_its_time = callback_id == kQueryCompleted     ? kQuerySize
                                     : callback_id == kCreateItemResult ? kCreateSize
                                                                        : kSubmitSize;
-    return size == of_its_time || size == ours;
+    const auto asked = static_cast<std::size_t>(size);
+    return size > 0 && (asked == of_its_time || asked == ours);
 }
 
 } // namespace practice

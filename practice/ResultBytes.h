@@ -6,6 +6,9 @@
 
 namespace practice {
 
+// A client of today answers with more than programs of the older version know of.
+extern const bool kNewLibrary;
+
 // The structure that a call answers with, byte by byte as a program of another build reads it.
 using ResultBytes = std::vector<unsigned char>;
 
@@ -18,6 +21,6 @@ ResultBytes CreateItemResultBytes(int result, std::uint64_t item, bool needs_agr
 ResultBytes SubmitItemUpdateResultBytes(int result, std::uint64_t item, bool needs_agreement);
 
 // The sizes that a program may ask for: that of its own time, and all that this library has.
-bool RightSize(int callback_id, std::size_t size, std::size_t ours);
+bool RightSize(int callback_id, int size, std::size_t ours);
 
 } // namespace practice

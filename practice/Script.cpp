@@ -4,12 +4,13 @@
 
 #include <nlohmann/json.hpp>
 
-#include <cstdint>
+#include <algorithm>
 #include <fstream>
 #include <iterator>
 #include <limits>
-#include <map>
+#include <sstream>
 #include <stdexcept>
+#include <vector>
 
 namespace practice {
 
@@ -17,9 +18,9 @@ namespace {
 
 using json = nlohmann::ordered_json; // complaints come in the order of the file
 
-constexpr std::int64_t kLargestStep = std::int64_t{1024} * 1024 * 1024; // bytes for one pump
-constexpr std::int64_t kMostPumps = 1000000;
-constexpr std::int64_t kLongestDelay = 600000; // milliseconds
+constexpr int kLargestStep = 1024 * 1024 * 1024; // bytes for one pump
+constexpr int kMostPumps = 1000000;
+constexpr int kLongestDelay = 600000; // milliseconds
 
 // Why a value cannot be taken.
 struct Unsuitable : std::runtime_error
@@ -27,101 +28,68 @@ struct Unsuitable : std::runtime_error
     using std::runtime_error::runtime_error;
 };
 
-std::size_t Index(CallKind kind)
+void Require(bool suitable, const std::string& wanted)
 {
-    return static_cast<std::size_t>(kind);
+    if (!suitable) {
+        throw Unsuitable("wants " + wanted);
+    }
 }
 
-std::int64_t Whole(const json& value, std::int64_t least, std::int64_t most)
+int Whole(const json& value, int least, int most = std::numeric_limits<int>::max())
 {
-    const bool too_large =
-        value.is_number_unsigned() && value.get<std::uint64_t>() > static_cast<std::uint64_t>(most);
-    if (!value.is_number_integer() || too_large || value.get<std::int64_t>() < least
-        || value.get<std::int64_t>() > most) {
-        throw Unsuitable("wants a whole number from " + std::to_string(least) + " to "
-                         + std::to_string(most));
-    }
-    return value.get<std::int64_t>();
+    const bool fits =
+        value.is_number_integer() && value.get<double>() >= least && value.get<double>() <= most;
+    Require(fits, "a whole number from " + std::to_string(least) + " to " + std::to_string(most));
+    return value.get<int>();
 }
 
 std::string Text(const json& value)
 {
-    if (!value.is_string()) {
-        throw Unsuitable("wants a text");
-    }
+    Require(value.is_string(), "a text");
     return value.get<std::string>();
 }
 
 bool Boolean(const json& value)
 {
-    if (!value.is_boolean()) {
-        throw Unsuitable("wants true or false");
-    }
+    Require(value.is_boolean(), "true or false");
     return value.get<bool>();
 }
 
-template<typename Value>
-Value OneOf(const json& value, const std::map<std::string, Value>& choices)
+std::string OneOf(const json& value, const std::vector<std::string>& choices)
 {
-    const auto found = choices.find(Text(value));
-    if (found == choices.end()) {
-        std::string names;
-        for (const auto& choice : choices) {
-            names += (names.empty() ? "" : ", ") + choice.first;
-        }
-        throw Unsuitable("wants one of: " + names);
+    const auto found = std::find(choices.begin(), choices.end(), Text(value));
+    Require(found != choices.end(), "one of: " + Shown(choices));
+    return *found;
+}
+
+// One value counts as a list of one.
+template<typename List, typename Convert>
+List ListOf(const json& value, Convert convert)
+{
+    List list;
+    for (const json& entry : value.is_array() ? value : json::array({value})) {
+        list.insert(list.end(), convert(entry));
     }
-    return found->second;
+    return list;
 }
 
 std::deque<int> Results(const json& value)
 {
-    std::deque<int> results;
-    for (const json& entry : value.is_array() ? value : json::array({value})) {
-        results.push_back(static_cast<int>(
-            Whole(entry, std::numeric_limits<int>::min(), std::numeric_limits<int>::max())));
-    }
-    return results;
+    return ListOf<std::deque<int>>(
+        value, [](const json& entry) { return Whole(entry, std::numeric_limits<int>::min()); });
 }
 
-Script::PerKind<int> Kinds(const json& value)
+std::multiset<std::string> Kinds(const json& value)
 {
-    static const std::map<std::string, CallKind> kinds = {
-        {"create", CallKind::Create}, {"submit", CallKind::Submit}, {"query", CallKind::Query}};
-    if (!value.is_array()) {
-        throw Unsuitable("wants a list of create, submit, query");
-    }
-    Script::PerKind<int> counts = {};
-    for (const json& entry : value) {
-        ++counts[Index(OneOf(entry, kinds))];
-    }
-    return counts;
+    return ListOf<std::multiset<std::string>>(value, [](const json& entry) {
+        return OneOf(entry, {"create", "submit", "query"});
+    });
 }
 
-std::set<std::string> Texts(const json& value)
+std::string PreviewKind(const json& value)
 {
-    if (!value.is_array()) {
-        throw Unsuitable("wants a list of texts");
-    }
-    std::set<std::string> texts;
-    for (const json& entry : value) {
-        texts.insert(Text(entry));
-    }
-    return texts;
-}
-
-PreviewAnswer Preview(const json& value)
-{
-    static const std::map<std::string, PreviewAnswer> answers = {
-        {"ok", PreviewAnswer::Ok},
-        {"none", PreviewAnswer::None},
-        {"not_a_picture", PreviewAnswer::NotAPicture},
-        {"404", PreviewAnswer::NotFound},
-        {"500", PreviewAnswer::ServerError},
-        {"slow", PreviewAnswer::Slow},
-        {"never", PreviewAnswer::Never},
-        {"closes_early", PreviewAnswer::ClosesEarly}};
-    return OneOf(value, answers);
+    return OneOf(value,
+                 {"ok", "none", "not_a_picture", "404", "500", "slow", "never", "closes_early"});
 }
 
 using Setter = void (*)(Script&, const json&);
@@ -129,76 +97,47 @@ using Setter = void (*)(Script&, const json&);
 const std::map<std::string, Setter>& Setters()
 {
     static const auto* const setters = new std::map<std::string, Setter>{
-        {"create_results", [](Script& s, const json& v) { s.results[0] = Results(v); }},
-        {"submit_results", [](Script& s, const json& v) { s.results[1] = Results(v); }},
-        {"query_results", [](Script& s, const json& v) { s.results[2] = Results(v); }},
+        {"create_results", [](Script& s, const json& v) { s.results["create"] = Results(v); }},
+        {"submit_results", [](Script& s, const json& v) { s.results["submit"] = Results(v); }},
+        {"query_results", [](Script& s, const json& v) { s.results["query"] = Results(v); }},
         {"refuse_calls", [](Script& s, const json& v) { s.refusals = Kinds(v); }},
         {"silent_calls", [](Script& s, const json& v) { s.silences = Kinds(v); }},
         {"io_failures", [](Script& s, const json& v) { s.io_failures = Kinds(v); }},
         {"legal_agreement", [](Script& s, const json& v) { s.legal_agreement = Boolean(v); }},
         {"start",
          [](Script& s, const json& v) {
-             s.start_fails = OneOf<bool>(v, {{"ok", false}, {"fails", true}});
+             s.start_fails = OneOf(v, {"ok", "fails"}) == "fails";
          }},
-        {"missing_interfaces", [](Script& s, const json& v) { s.missing_interfaces = Texts(v); }},
+        {"missing_interfaces",
+         [](Script& s, const json& v) {
+             s.missing_interfaces = ListOf<std::set<std::string>>(v, Text);
+         }},
         {"bytes_per_pump",
-         [](Script& s, const json& v) {
-             s.bytes_per_pump = static_cast<std::size_t>(Whole(v, 1, kLargestStep));
-         }},
+         [](Script& s, const json& v) { s.bytes_per_pump = Whole(v, 1, kLargestStep); }},
         {"answer_after_pumps",
-         [](Script& s, const json& v) {
-             s.answer_after_pumps = static_cast<int>(Whole(v, 1, kMostPumps));
-         }},
-        {"preview", [](Script& s, const json& v) { s.preview = Preview(v); }},
+         [](Script& s, const json& v) { s.answer_after_pumps = Whole(v, 1, kMostPumps); }},
+        {"preview", [](Script& s, const json& v) { s.preview.kind = PreviewKind(v); }},
         {"preview_url", [](Script& s, const json& v) { s.preview_url = Text(v); }},
         {"preview_delay_ms",
          [](Script& s,
             const json&
-                v) { s.preview_delay = std::chrono::milliseconds(Whole(v, 0, kLongestDelay)); }},
+                v) { s.preview.delay = std::chrono::milliseconds(Whole(v, 0, kLongestDelay)); }},
         {"owner", [](Script& s, const json& v) { s.owner = Text(v); }}};
     return *setters;
 }
 
-// Feeds the parser and counts the lines that it has read, because the parser keeps no positions.
-class LineCounter
-{
-public:
-    using iterator_category = std::input_iterator_tag;
-    using value_type = char;
-    using difference_type = std::ptrdiff_t;
-    using pointer = const char*;
-    using reference = const char&;
-
-    LineCounter(const char* start, int* count) : position(start), line(count) {}
-    reference operator*() const { return *position; }
-    bool operator==(const LineCounter& other) const { return position == other.position; }
-    bool operator!=(const LineCounter& other) const { return position != other.position; }
-
-    LineCounter& operator++()
-    {
-        *line += *position == '\n' ? 1 : 0;
-        ++position;
-        return *this;
-    }
-
-private:
-    const char* position;
-    int* line;
-};
-
 // The object with the line of each of its keys; throws what the parser throws.
-json Parse(const std::string& text, std::map<std::string, int>& lines)
+json Parse(const std::string& text, std::map<std::string, std::ptrdiff_t>& lines)
 {
-    int line = 1;
+    std::istringstream stream(text);
     const auto remember = [&](int depth, json::parse_event_t event, json& parsed) {
         if (event == json::parse_event_t::key && depth == 1) {
-            lines[parsed.get<std::string>()] = line;
+            lines[parsed.get<std::string>()] =
+                1 + std::count(text.begin(), text.begin() + stream.tellg(), '\n');
         }
         return true;
     };
-    const char* const start = text.data();
-    return json::parse(LineCounter(start, &line), LineCounter(start + text.size(), &line), remember,
-                       true, true);
+    return json::parse(stream, remember, true, true);
 }
 
 // "3, column 5: what is wrong" out of the parser's own words.
@@ -214,7 +153,7 @@ std::string PlaceAndReason(const std::string& words)
 bool Script::Apply(const std::string& text, const std::string& origin)
 {
     json entries;
-    std::map<std::string, int> lines;
+    std::map<std::string, std::ptrdiff_t> lines;
     try {
         entries = Parse(text, lines);
     } catch (const json::exception& error) {
@@ -227,27 +166,24 @@ bool Script::Apply(const std::string& text, const std::string& origin)
     }
     bool all_taken = true;
     for (const auto& [key, value] : entries.items()) {
-        const auto complain = [&, &name = key](const std::string& words) {
-            Trouble(origin + ", line " + std::to_string(lines[name]) + ": " + words);
-            all_taken = false;
-        };
-        const auto setter = Setters().find(key);
-        if (setter == Setters().end()) {
-            complain("unknown key " + Quoted(key.c_str()));
-            continue;
-        }
         try {
+            const auto setter = Setters().find(key);
+            if (setter == Setters().end()) {
+                throw Unsuitable("is an unknown key");
+            }
             setter->second(*this, value);
         } catch (const Unsuitable& reason) {
-            complain(Quoted(key.c_str()) + " " + reason.what());
+            Trouble(origin + ", line " + std::to_string(lines[key]) + ": " + Shown(key) + " "
+                    + reason.what());
+            all_taken = false;
         }
     }
     return all_taken;
 }
 
-int Script::NextResult(CallKind kind)
+int Script::NextResult(const std::string& kind)
 {
-    std::deque<int>& queue = results[Index(kind)];
+    std::deque<int>& queue = results[kind];
     if (queue.empty()) {
         return 1;
     }
@@ -256,30 +192,32 @@ int Script::NextResult(CallKind kind)
     return result;
 }
 
-bool Script::Consume(PerKind<int>& counts, CallKind kind)
+bool Script::Consume(std::multiset<std::string>& kinds, const std::string& kind)
 {
-    int& count = counts[Index(kind)];
-    return count > 0 && count-- > 0;
+    const auto found = kinds.find(kind);
+    if (found == kinds.end()) {
+        return false;
+    }
+    kinds.erase(found);
+    return true;
 }
 
-bool ScriptFile::Look(const std::filesystem::path& file, Script& script)
+void ScriptFile::Look(const std::filesystem::path& file, Script& script)
 {
-    std::error_code error;
+    std::error_code error; // without a file these are the smallest time and the largest size
     const auto time = std::filesystem::last_write_time(file, error);
-    const auto size = error ? 0 : std::filesystem::file_size(file, error);
-    const bool exists = !error;
-    const auto now = exists ? std::make_optional(std::make_pair(time, size)) : std::nullopt;
-    if (now == seen_time_and_size) {
-        return false; // what it says once must not count again
+    const auto size = std::filesystem::file_size(file, error);
+    if (time == seen_time && size == seen_size) {
+        return; // what it says once must not count again
     }
-    seen_time_and_size = now;
+    seen_time = time;
+    seen_size = size;
     script = Script();
-    if (exists) {
+    if (!error) {
         std::ifstream in(file, std::ios::binary);
         const std::string text(std::istreambuf_iterator<char>(in), {});
         script.Apply(text, file.filename().u8string());
     }
-    return true;
 }
 
 } // namespace practice

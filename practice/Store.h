@@ -6,8 +6,10 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -16,14 +18,49 @@ namespace practice {
 // Keeps its entries in the order in which they were written, for the people who read the files.
 using Json = nlohmann::ordered_json;
 
-struct NewItem
+// Results of calls.
+constexpr int kDone = 1;
+constexpr int kFailure = 2;
+constexpr int kNotAcceptable = 8;
+constexpr int kNotFound = 9;
+constexpr int kNotAllowed = 15;
+constexpr int kTooLarge = 25;
+constexpr int kAlreadyRunning = 33;
+
+// Ends a call with this result; the reason is for the user.
+struct Refusal : std::runtime_error
 {
-    std::uint32_t app_id = 0;
-    std::string owner;
+    Refusal(int code, const std::string& reason) : std::runtime_error(reason), result(code) {}
+    int result;
 };
 
-// The items on disk. Several programs may use one store at once. A new version of an item is built
-// in a folder beside it and swapped in whole, so whoever is killed leaves a whole item behind.
+// The next version of an item, or the first one. It is built in a folder of its own, which then
+// takes the item's place, so a killed program leaves either the old item or the new one.
+class NextVersion
+{
+public:
+    // The lock is that of the item. What a killed program has left is removed.
+    NextVersion(FileLock item_lock, std::filesystem::path item_folder,
+                std::filesystem::path staging_folder);
+    ~NextVersion();
+    NextVersion(const NextVersion&) = delete;
+    NextVersion& operator=(const NextVersion&) = delete;
+
+    // Holds item.json and history.json, and content and preview where there are any.
+    std::filesystem::path Folder() const { return staging / "new"; }
+
+    // Puts it in the item's place; throws when the file system refuses.
+    void Publish() const;
+
+private:
+    void Settle() const;
+
+    FileLock lock;
+    std::filesystem::path item;
+    std::filesystem::path staging;
+};
+
+// The items on disk. Several programs may use one store at once.
 class Store
 {
 public:
@@ -34,48 +71,34 @@ public:
     void Open(const std::filesystem::path& new_folder);
 
     const std::filesystem::path& Folder() const { return folder; }
+    std::filesystem::path ItemFolder(std::uint64_t id) const;
 
     // The number of the new item; throws when it cannot be written.
-    std::uint64_t Create(const NewItem& item) const;
+    std::uint64_t Create(std::uint32_t app_id, const std::string& owner) const;
 
     // Nothing for an item that was never made, was deleted, or cannot be read.
     std::optional<Json> Item(std::uint64_t id) const;
-    Json History(std::uint64_t id) const;
-    std::optional<std::string> Preview(std::uint64_t id) const;
 
     // One update of an item at a time, over all programs. Null when another one runs.
-    std::unique_ptr<FileLock> Lock(std::uint64_t id) const;
-
-    // Where the holder of the lock builds the item's next version: item.json and history.json, and
-    // content and preview where there are any.
-    std::filesystem::path NextVersion(std::uint64_t id) const;
-
-    // Puts the next version in the item's place, with the former content if it has none of its
-    // own; throws when the file system refuses. Only for the holder of the lock.
-    void Swap(std::uint64_t id) const;
-
-    // Ends a swap that was begun, and removes what else was built. Only for the holder of the lock.
-    void Settle(std::uint64_t id) const;
+    std::unique_ptr<NextVersion> Update(std::uint64_t id) const;
 
     // Explains a failed result to the user, in the file that people look at.
-    void Log(const std::string& item, int result, const std::string& reason) const;
-
-    static void WriteJson(const std::filesystem::path& file, const Json& value);
+    void Log(const std::string& what, int result, const std::string& reason) const;
 
 private:
-    void WriteNewItem(std::uint64_t id, const NewItem& item) const;
-    std::filesystem::path ItemFolder(std::uint64_t id) const;
-    std::filesystem::path StagingFolder(std::uint64_t id) const;
-    std::optional<std::string> Read(std::uint64_t id, const char* name) const;
-    bool SwapBegun(std::uint64_t id) const;
-    void FinishSwap(std::uint64_t id) const;
-    void WaitForSwap(std::uint64_t id) const;
     std::vector<std::uint64_t> Numbers(const char* subfolder) const;
 
     std::filesystem::path folder;
 };
 
+// Not open when it is no ordinary file: opening a pipe would wait for ever.
+std::ifstream OpenFile(const std::filesystem::path& file);
+
 // The whole file; nothing when it cannot be read.
 std::optional<std::string> FileBytes(const std::filesystem::path& file);
+
+// Throws when it cannot be written.
+void WriteFile(const std::filesystem::path& file, const std::string& bytes);
+void WriteJson(const std::filesystem::path& file, const Json& value);
 
 } // namespace practice

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Guard.h"
 #include "Interfaces.h"
-#include "Journal.h"
 
 #include <array>
 #include <cstdint>
@@ -18,16 +18,14 @@ using UgcSlots = std::array<const void*, 67>;
 void AddItemSlots(UgcSlots& slots);
 void AddQuerySlots(UgcSlots& slots);
 
-inline std::string Method(const char* name)
+// A method of the interface: when it can be used now, the body's result, else that of a failure.
+template<typename Result, typename Body, typename... Arguments>
+Result UgcCall(const Interface* self, const char* method, Result failure, Body&& body,
+               const Arguments&... arguments) noexcept
 {
-    return std::string("ISteamUGC::") + name;
-}
-
-template<typename Result>
-Result Told(const std::string& call, Result result)
-{
-    Note(call + " = " + Shown(result));
-    return result;
+    return Answered(
+        std::string("ISteamUGC::") + method, failure,
+        [&]() -> Result { return InUse(self, method) ? body() : failure; }, arguments...);
 }
 
 } // namespace practice

@@ -1,246 +1,231 @@
 // Creating an item and updating it.
 
 #include "Ugc.h"
-#include "Guard.h"
-#include "Rehearsal.h"
-#include "Tags.h"
 #include "Workshop.h"
 
 #include <algorithm>
 #include <cstring>
-#include <exception>
 
 namespace practice {
 
 namespace {
 
-// Results of creating.
-constexpr int kFailure = 2;
-constexpr int kNotAcceptable = 8;
-
 constexpr int kPlainItem = 0; // the file type of an item of files, the only one rehearsed
 
 constexpr std::size_t kLongestMetadata = 5000; // bytes that the Workshop accepts
 constexpr std::size_t kAnyLength = static_cast<std::size_t>(-1);
+constexpr std::size_t kLongestTag = 255; // characters that the Workshop accepts
 
-Answer CreateAnswer(std::uint32_t app, int type, const Rehearsed& wanted)
+std::optional<Answer> AnswerCreation(std::uint32_t app, int type, int result)
 {
-    Workshop& workshop = TheWorkshop();
-    const std::string name = "new item";
-    int result = wanted.result;
+    const Workshop& workshop = TheWorkshop();
     std::uint64_t item = 0;
-    if (wanted.Fails()) {
-        LogRehearsed(name, wanted);
-    } else if (app != workshop.AppId() || type != kPlainItem) {
-        result = kNotAcceptable;
-        workshop.store.Log(name, result,
-                           "app " + std::to_string(app) + " or file type " + std::to_string(type)
-                               + " is not accepted");
-    } else {
-        try {
-            item = workshop.store.Create({app, workshop.script.owner});
-        } catch (const std::exception& error) {
-            result = kFailure;
-            workshop.store.Log(name, result, error.what());
+    if (result == kDone) {
+        if (app != workshop.AppId() || type != kPlainItem) {
+            throw Refusal(kNotAcceptable, "app " + std::to_string(app) + " or file type "
+                                              + std::to_string(type) + " is not accepted");
         }
+        item = workshop.store.Create(app, workshop.script.owner);
     }
-    return {result, CreateItemResultBytes(result, item, workshop.script.legal_agreement),
-            wanted.io_failure};
+    return Answer{result, CreateItemResultBytes(result, item, workshop.script.legal_agreement)};
 }
 
 std::uint64_t CreateItem(Interface* self, std::uint32_t app, std::int32_t type) noexcept
 {
-    return Guarded(kNoCall, [&] {
-        std::uint64_t call = kNoCall;
-        if (InUse(self, "CreateItem") && !Refused(CallKind::Create)) {
-            const Rehearsed wanted = TakeRehearsed(CallKind::Create);
-            call = TheWorkshop().calls.Add(kCreateItemResult,
-                                           AnswerInTime(wanted.silent, [app, type, wanted] {
-                                               return CreateAnswer(app, type, wanted);
-                                           }));
-        }
-        return Told(CallText(Method("CreateItem"), app, type), call);
-    });
+    const auto create = [app, type] {
+        return TheWorkshop().BeginCall(
+            "create", "new item", kCreateItemResult,
+            [app, type](int result) { return AnswerCreation(app, type, result); });
+    };
+    return UgcCall(self, "CreateItem", kNoCall, create, app, type);
 }
 
-// Null, and the caller's mistake, when the handle is not of an update that can be filled in.
-ItemUpdate* OpenUpdate(const Interface* self, const char* method, std::uint64_t handle)
+std::uint64_t StartItemUpdate(Interface* self, std::uint32_t app, std::uint64_t item) noexcept
 {
-    if (!InUse(self, method)) {
-        return nullptr;
-    }
-    auto& updates = TheWorkshop().updates;
-    const auto found = updates.find(handle);
-    if (found == updates.end() || found->second.upload != nullptr) {
-        Mistake(Method(method) + " on update " + std::to_string(handle) + ", which is "
-                + (found == updates.end() ? "unknown or finished" : "submitted already"));
+    const auto start = [app, item] {
+        UpdateFields& fields = TheWorkshop().updates[++TheWorkshop().last_update].fields;
+        fields.app_id = app;
+        fields.item = item;
+        return TheWorkshop().last_update;
+    };
+    return UgcCall(self, "StartItemUpdate", kNoHandle, start, app, item);
+}
+
+// Null, and the caller's mistake, when there is no such update, or it was submitted already and
+// must not be.
+ItemUpdate* FindUpdate(std::uint64_t handle, bool submitted_too = false)
+{
+    const auto found = TheWorkshop().updates.find(handle);
+    if (found == TheWorkshop().updates.end()
+        || (found->second.upload != nullptr && !submitted_too)) {
+        Mistake("update " + std::to_string(handle) + " is unknown, submitted or finished");
         return nullptr;
     }
     return &found->second;
 }
 
-std::uint64_t StartItemUpdate(Interface* self, std::uint32_t app, std::uint64_t item) noexcept
-{
-    return Guarded(kNoHandle, [&] {
-        std::uint64_t handle = kNoHandle;
-        if (InUse(self, "StartItemUpdate")) {
-            handle = ++TheWorkshop().last_update;
-            UpdateFields& fields = TheWorkshop().updates[handle].fields;
-            fields.app_id = app;
-            fields.item = item;
-        }
-        return Told(CallText(Method("StartItemUpdate"), app, item), handle);
-    });
-}
-
 // All setters alike: `shown` is how the journal shows the value, `set` stores it or answers false.
-template<typename Set>
-bool SetField(const Interface* self, const char* method, std::uint64_t handle,
-              const std::string& shown, Set set) noexcept
+template<typename Value, typename Set>
+bool SetField(const Interface* self, const char* method, std::uint64_t handle, const Value& shown,
+              Set set) noexcept
 {
-    return Guarded(false, [&] {
-        ItemUpdate* const update = OpenUpdate(self, method, handle);
-        const bool taken = update != nullptr && set(update->fields);
-        return Told(CallText(Method(method), handle, shown), taken);
-    });
+    const auto find_and_set = [&] {
+        ItemUpdate* const update = FindUpdate(handle);
+        return update != nullptr && set(update->fields);
+    };
+    return UgcCall(self, method, false, find_and_set, handle, shown);
 }
 
 bool SetText(const Interface* self, const char* method, std::uint64_t handle, const char* text,
-             std::optional<std::string> UpdateFields::*field,
-             std::size_t longest = kAnyLength) noexcept
+             const char* key, std::size_t longest = kAnyLength) noexcept
 {
-    const auto set = [&](UpdateFields& fields) {
+    return SetField(self, method, handle, text, [&](UpdateFields& fields) {
         if (text == nullptr) {
-            Mistake(Method(method) + " with a null text");
+            Mistake(std::string(method) + " with a null text");
             return false;
         }
         if (std::strlen(text) > longest) {
             return false;
         }
-        fields.*field = text;
+        fields.values[key] = text;
         return true;
-    };
-    return SetField(self, method, handle, Quoted(text), set);
+    });
 }
 
 bool SetItemTitle(Interface* self, std::uint64_t handle, const char* text) noexcept
 {
-    return SetText(self, "SetItemTitle", handle, text, &UpdateFields::title);
+    return SetText(self, "SetItemTitle", handle, text, "title");
 }
 
 bool SetItemDescription(Interface* self, std::uint64_t handle, const char* text) noexcept
 {
-    return SetText(self, "SetItemDescription", handle, text, &UpdateFields::description);
+    return SetText(self, "SetItemDescription", handle, text, "description");
 }
 
 bool SetItemMetadata(Interface* self, std::uint64_t handle, const char* text) noexcept
 {
-    return SetText(self, "SetItemMetadata", handle, text, &UpdateFields::metadata,
-                   kLongestMetadata);
+    return SetText(self, "SetItemMetadata", handle, text, "metadata", kLongestMetadata);
 }
 
 // Paths are not looked at before the update is submitted.
 bool SetItemContent(Interface* self, std::uint64_t handle, const char* folder) noexcept
 {
-    return SetText(self, "SetItemContent", handle, folder, &UpdateFields::content);
+    return SetText(self, "SetItemContent", handle, folder, "content");
 }
 
 bool SetItemPreview(Interface* self, std::uint64_t handle, const char* file) noexcept
 {
-    return SetText(self, "SetItemPreview", handle, file, &UpdateFields::preview);
+    return SetText(self, "SetItemPreview", handle, file, "preview");
 }
 
 bool SetItemVisibility(Interface* self, std::uint64_t handle, std::int32_t visibility) noexcept
 {
-    return SetField(self, "SetItemVisibility", handle, Shown(visibility),
-                    [visibility](UpdateFields& fields) {
-                        fields.visibility = visibility;
-                        return true;
-                    });
+    return SetField(self, "SetItemVisibility", handle, visibility, [&](UpdateFields& fields) {
+        fields.values["visibility"] = visibility;
+        return true;
+    });
+}
+
+// The texts of the caller's array, which has their address and their number. Null, and the caller's
+// mistake, when it cannot be read.
+Json ReadTags(const void* array)
+{
+    const char* const* texts = nullptr;
+    std::int32_t count = -1;
+    if (array != nullptr) {
+        std::memcpy(&texts, array, sizeof(texts));
+        std::memcpy(&count, static_cast<const char*>(array) + sizeof(texts), sizeof(count));
+    }
+    const bool has_texts = count == 0 || (count > 0 && texts != nullptr);
+    if (!has_texts || std::find(texts, texts + count, nullptr) != texts + count) {
+        Mistake("SetItemTags with tags that cannot be read");
+        return {};
+    }
+    return std::vector<std::string>(texts, texts + count);
+}
+
+bool AcceptableTag(const std::string& tag)
+{
+    std::size_t characters = 0;
+    unsigned char before = 0;
+    for (const char each : tag) {
+        const auto byte = static_cast<unsigned char>(each);
+        const bool second_set = before == 0xC2 && byte < 0xA0; // of controls: U+0080 to U+009F
+        if (byte < 0x20 || byte == 0x7F || byte == ',' || second_set) {
+            return false;
+        }
+        characters += (byte & 0xC0) == 0x80 ? 0 : 1;
+        before = byte;
+    }
+    const bool is_utf8 = Json::parse(Shown(tag)) == tag; // else some of it is replaced
+    return is_utf8 && characters > 0 && characters <= kLongestTag;
 }
 
 bool SetItemTags(Interface* self, std::uint64_t handle, const void* array) noexcept
 {
-    return Guarded(false, [&] {
-        const auto tags = ReadTags(array, Method("SetItemTags"));
-        return SetField(self, "SetItemTags", handle, ShownTags(tags), [&](UpdateFields& fields) {
-            if (!tags || !std::all_of(tags->begin(), tags->end(), AcceptableTag)) {
-                return false;
-            }
-            fields.tags = tags;
-            return true;
-        });
+    const Json tags = ReadTags(array);
+    return SetField(self, "SetItemTags", handle, tags, [&](UpdateFields& fields) {
+        if (tags.is_null() || !std::all_of(tags.begin(), tags.end(), AcceptableTag)) {
+            return false;
+        }
+        fields.values["tags"] = tags;
+        return true;
     });
 }
 
 // The update is over as soon as it has a result; the answer is what remains of it.
-CallResults::Work UploadWork(std::uint64_t handle, std::uint64_t item, const Rehearsed& wanted)
+std::optional<Answer> AnswerSubmission(std::uint64_t handle, std::uint64_t item, int result)
 {
-    return [handle, item, wanted]() -> std::optional<Answer> {
-        Workshop& workshop = TheWorkshop();
-        std::optional<int> result;
-        if (wanted.Fails()) {
-            result = wanted.result;
-            LogRehearsed("item " + std::to_string(item), wanted);
-        } else {
-            result = workshop.updates.at(handle).upload->Step();
-        }
-        if (!result) {
-            return std::nullopt;
-        }
-        workshop.updates.erase(handle);
-        return Answer{*result,
-                      SubmitItemUpdateResultBytes(*result, item, workshop.script.legal_agreement),
-                      wanted.io_failure};
-    };
+    Workshop& workshop = TheWorkshop();
+    if (result == kDone && !workshop.updates.at(handle).upload->Step()) {
+        return std::nullopt;
+    }
+    workshop.updates.erase(handle);
+    return Answer{result,
+                  SubmitItemUpdateResultBytes(result, item, workshop.script.legal_agreement)};
 }
 
 std::uint64_t SubmitItemUpdate(Interface* self, std::uint64_t handle, const char* note) noexcept
 {
-    return Guarded(kNoCall, [&] {
-        Workshop& workshop = TheWorkshop();
-        std::uint64_t call = kNoCall;
-        ItemUpdate* const update = OpenUpdate(self, "SubmitItemUpdate", handle);
-        if (update != nullptr && !Refused(CallKind::Submit)) {
-            const Rehearsed wanted = TakeRehearsed(CallKind::Submit);
-            update->fields.change_note = note != nullptr ? note : ""; // null: no note
-            update->upload = std::make_shared<Upload>(workshop.store, workshop.script,
-                                                      workshop.AppId(), update->fields);
-            const auto never = []() -> std::optional<Answer> { return std::nullopt; };
-            call = workshop.calls.Add(
-                kSubmitItemUpdateResult,
-                wanted.silent ? never : UploadWork(handle, update->fields.item, wanted));
+    const auto submit = [&] {
+        ItemUpdate* const update = FindUpdate(handle);
+        if (update == nullptr) {
+            return kNoCall;
         }
-        return Told(CallText(Method("SubmitItemUpdate"), handle, note), call);
-    });
+        Workshop& workshop = TheWorkshop();
+        const std::uint64_t item = update->fields.item;
+        const std::uint64_t call = workshop.BeginCall(
+            "submit", "item " + std::to_string(item), kSubmitItemUpdateResult,
+            [handle, item](int result) { return AnswerSubmission(handle, item, result); });
+        if (call != kNoCall) {
+            update->fields.change_note = note != nullptr ? note : ""; // null: no note
+            update->upload = std::make_unique<Upload>(workshop.store, workshop.script,
+                                                      workshop.AppId(), update->fields);
+        }
+        return call;
+    };
+    return UgcCall(self, "SubmitItemUpdate", kNoCall, submit, handle, note);
 }
 
 std::int32_t GetItemUpdateProgress(Interface* self, std::uint64_t handle, std::uint64_t* done,
                                    std::uint64_t* total) noexcept
 {
     return Guarded(0, [&] {
-        const auto& updates = TheWorkshop().updates;
-        const auto found = updates.find(handle);
         Progress seen;
-        if (!InUse(self, "GetItemUpdateProgress")) {
-            // told
-        } else if (found == updates.end()) {
-            Mistake(Method("GetItemUpdateProgress") + " on update " + std::to_string(handle)
-                    + ", which is unknown or finished");
-        } else if (found->second.upload != nullptr) {
-            seen = found->second.upload->Seen();
+        const ItemUpdate* const update =
+            InUse(self, "GetItemUpdateProgress") ? FindUpdate(handle, true) : nullptr;
+        if (update != nullptr && update->upload != nullptr) {
+            seen = update->upload->Seen();
         }
         if (done == nullptr || total == nullptr) {
-            Mistake(Method("GetItemUpdateProgress") + " with nowhere to put the counts");
+            Mistake("GetItemUpdateProgress with nowhere to put the counts");
         } else {
             *done = seen.done;
             *total = seen.total;
         }
-        const auto status = static_cast<std::int32_t>(seen.status);
-        NotePolled("GetItemUpdateProgress", CallText(Method("GetItemUpdateProgress"), handle)
-                                                + " = " + Shown(status) + ", " + Shown(seen.done)
-                                                + " of " + Shown(seen.total));
-        return status;
+        NotePolled(CallText("ISteamUGC::GetItemUpdateProgress", handle) + " = " + Shown(seen.status)
+                   + ", " + Shown(seen.done) + " of " + Shown(seen.total));
+        return seen.status;
     });
 }
 

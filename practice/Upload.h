@@ -13,19 +13,10 @@
 
 namespace practice {
 
-// The phases that the caller sees, by the numbers it knows them by.
-enum class UploadStatus {
-    Invalid = 0,
-    PreparingConfig = 1,
-    PreparingContent = 2,
-    UploadingContent = 3,
-    UploadingPreview = 4,
-    Committing = 5
-};
-
+// How far an update is, in the numbers that its caller knows.
 struct Progress
 {
-    UploadStatus status = UploadStatus::Invalid;
+    int status = 0;
     std::uint64_t done = 0;
     std::uint64_t total = 0;
 };
@@ -35,13 +26,9 @@ struct UpdateFields
 {
     std::uint32_t app_id = 0;
     std::uint64_t item = 0;
-    std::optional<std::string> title;
-    std::optional<std::string> description;
-    std::optional<std::string> metadata;
-    std::optional<int> visibility;
-    std::optional<std::vector<std::string>> tags;
-    std::optional<std::string> content;
-    std::optional<std::string> preview;
+    // By their names in item.json, the visibility as a number, and the paths "content" and
+    // "preview".
+    Json values = Json::object();
     std::string change_note;
 };
 
@@ -53,55 +40,54 @@ public:
     // The store and the script must outlive it.
     Upload(const Store& the_store, const Script& the_script, std::uint32_t app_of_the_program,
            UpdateFields wanted);
-    ~Upload();
-    Upload(const Upload&) = delete;
-    Upload& operator=(const Upload&) = delete;
 
-    // The result code when the update is through. The reason of a failure goes to the store's log.
-    std::optional<int> Step();
+    // True when the update is through; throws what went wrong.
+    bool Step();
 
     const Progress& Seen() const { return progress; }
 
 private:
+    struct Phase
+    {
+        int status;
+        bool (Upload::*step)(); // true when the phase is over
+    };
+
     struct ContentFile
     {
         std::filesystem::path name; // below the content folder
         std::uint64_t size = 0;
     };
 
-    void TakeBack();
-    std::optional<int> TakeStep();
-    void CheckFields() const;
-    void CheckItem();
-    void ListContent();
+    bool CheckFields();
+    bool ListContent();
     void ListEntry(const std::filesystem::path& root,
                    const std::filesystem::directory_entry& entry);
-    void CopyContent();
-    void OpenFile(const ContentFile& file);
-    void CloseFile(const ContentFile& file);
+    bool CopyContent();
     void CopyPart(const ContentFile& file, std::uint64_t& budget);
-    void StagePreview() const;
-    void StageDescription() const;
-    bool NewPreview() const;
-    UploadStatus AfterConfig() const;
-    UploadStatus AfterContent() const;
+    bool WritePreview();
+    bool WriteItem();
+    bool Publish();
+    Json ItemOfTheProgram() const;
 
     const Store& store;
     const Script& script;
     std::uint32_t program_app_id;
     UpdateFields fields;
 
-    std::unique_ptr<FileLock> lock;
+    std::vector<Phase> phases;
+    std::size_t current_phase = 0;
     Progress progress;
-    UploadStatus next = UploadStatus::PreparingConfig;
-    bool staged = false;
 
+    std::unique_ptr<NextVersion> version;
+    Json item;
+    std::string new_preview;
     std::vector<ContentFile> files;
     std::size_t current_file = 0;
     std::uint64_t content_bytes = 0;
     std::uint64_t copied_bytes = 0;
     std::uint64_t copied_of_file = 0;
-    std::ifstream in;
+    std::ifstream in; // closed before the version goes: Windows does not remove files that are open
     std::ofstream out;
 };
 

@@ -3,8 +3,10 @@
 #include "Journal.h"
 #include "Platform.h"
 
-#include <charconv>
 #include <cstdio>
+#include <limits>
+#include <sstream>
+#include <utility>
 
 namespace practice {
 
@@ -18,15 +20,12 @@ constexpr int kNoClient = 2;
 // Zero when the text is not the number of an app.
 std::uint32_t AppIdFrom(const std::string& text)
 {
-    const auto first = text.find_first_not_of(" \t\r\n");
-    const auto last = text.find_last_not_of(" \t\r\n");
-    if (first == std::string::npos) {
-        return 0;
-    }
-    std::uint32_t number = 0;
-    const char* const end = text.data() + last + 1;
-    const auto read = std::from_chars(text.data() + first, end, number);
-    return read.ec == std::errc() && read.ptr == end ? number : 0;
+    std::istringstream in(text);
+    std::int64_t number = 0;
+    in >> number >> std::ws;
+    const bool is_app =
+        in.eof() && number > 0 && number <= std::numeric_limits<std::uint32_t>::max();
+    return is_app ? static_cast<std::uint32_t>(number) : 0;
 }
 
 // Looked for where a real client looks for it.
@@ -39,14 +38,14 @@ std::uint32_t FindAppId()
 void Introduce(const std::filesystem::path& folder)
 {
     static bool introduced = false;
-    if (!introduced) {
-        std::fprintf(stderr,
-                     "Practice Workshop: this is a rehearsal, nothing goes to Steam. "
-                     "Items are kept in %s\n",
-                     folder.u8string().c_str());
-        OpenItemsForPages(folder);
+    if (std::exchange(introduced, true)) {
+        return;
     }
-    introduced = true;
+    std::fprintf(stderr,
+                 "Practice Workshop: this is a rehearsal, nothing goes to Steam. "
+                 "Items are kept in %s\n",
+                 folder.u8string().c_str());
+    OpenItemsForPages(folder);
 }
 
 } // namespace
@@ -98,7 +97,7 @@ void Workshop::Stop()
     calls.DropCalls();
     updates.clear();
     queries.clear();
-    previews.Stop();
+    StopPreviews();
     started = false;
 }
 
@@ -108,27 +107,12 @@ void Workshop::Reset()
     calls.ForgetEverything();
     script = Script();
     script_file = ScriptFile();
-    previews.Behave(script.preview, script.preview_delay);
     last_update = 1000;
     last_query = 2000;
     app_id = 0;
     ClearJournal();
     ForgetMistakes();
     KeepJournalIn({});
-}
-
-bool Workshop::Control(const char* json)
-{
-    const bool all_taken = script.Apply(json != nullptr ? json : "", "control");
-    previews.Behave(script.preview, script.preview_delay);
-    return all_taken;
-}
-
-void Workshop::LookAtScriptFile()
-{
-    if (script_file.Look(store.Folder() / "practice.json", script)) {
-        previews.Behave(script.preview, script.preview_delay);
-    }
 }
 
 bool Workshop::Lacks(const std::string& version) const
@@ -139,6 +123,40 @@ bool Workshop::Lacks(const std::string& version) const
                 + " (\"missing_interfaces\" in practice.json)");
     }
     return lacks;
+}
+
+std::uint64_t Workshop::BeginCall(const std::string& kind, const std::string& what, int callback_id,
+                                  const Work& work)
+{
+    LookAtScriptFile();
+    if (Script::Consume(script.refusals, kind)) {
+        return 0;
+    }
+    const int result = script.NextResult(kind);
+    const bool silent = Script::Consume(script.silences, kind);
+    const bool io_failure = Script::Consume(script.io_failures, kind);
+    int pumps_left = kind == "submit" ? 1 : script.answer_after_pumps;
+    return calls.Add(callback_id, [=]() mutable -> std::optional<Answer> {
+        if (silent || --pumps_left > 0) {
+            return std::nullopt;
+        }
+        int failure = result == kDone ? kFailure : result;
+        std::string reason = io_failure ? "rehearsed: the call itself failed" : "rehearsed";
+        try {
+            if (result == kDone && !io_failure) {
+                return work(kDone);
+            }
+        } catch (const Refusal& refusal) {
+            failure = refusal.result;
+            reason = refusal.what();
+        } catch (const std::exception& error) {
+            reason = error.what();
+        }
+        std::optional<Answer> answer = work(failure);
+        answer->io_failure = io_failure;
+        store.Log(what, failure, reason); // last, because before this a full disk may have no room
+        return answer;
+    });
 }
 
 } // namespace practice

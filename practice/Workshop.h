@@ -1,12 +1,12 @@
 #pragma once
 
 #include "CallResults.h"
-#include "PreviewServer.h"
 #include "Script.h"
 #include "Store.h"
 #include "Upload.h"
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -18,13 +18,12 @@ namespace practice {
 struct ItemUpdate
 {
     UpdateFields fields;
-    std::shared_ptr<Upload> upload; // null until it is submitted
+    std::unique_ptr<Upload> upload; // null until it is submitted
 };
 
 struct ItemQuery
 {
     std::vector<std::uint64_t> items;
-    bool sent = false;
     bool answered = false;
 };
 
@@ -50,16 +49,23 @@ public:
     std::uint32_t AppId() const { return app_id; }
 
     // Takes over what was scripted since.
-    bool Control(const char* json);
-    void LookAtScriptFile();
+    void LookAtScriptFile() { script_file.Look(store.Folder() / "practice.json", script); }
 
-    // True, and said aloud, when the script wants the client to lack this interface.
+    // True, and reported, when the script wants the client to lack this interface.
     bool Lacks(const std::string& version) const;
+
+    // One pump's share of a call, as long as its result is success; an answer when it is through.
+    // Any other result is to be answered at once. May throw why it fails.
+    using Work = std::function<std::optional<Answer>(int result)>;
+
+    // Begins a call as the script wants it, and returns its number, 0 when it is not accepted. The
+    // store's log names it by `what` when it fails.
+    std::uint64_t BeginCall(const std::string& kind, const std::string& what, int callback_id,
+                            const Work& work);
 
     Store store;
     Script script;
     CallResults calls;
-    PreviewServer previews;
     std::map<std::uint64_t, ItemUpdate> updates;
     std::map<std::uint64_t, ItemQuery> queries;
     std::uint64_t last_update = 1000;

@@ -58,25 +58,26 @@ private slots:
 #if defined(Q_OS_LINUX)
         file("cut short", good.left(5000), {"its end is missing"});
         file("another processor", foreign, {"cannot be loaded"});
+        file("unresolved dependency", read_file(unresolved), {"cannot be loaded", "symbol"});
 #endif
-        file("unresolved dependency", read_file(UNRESOLVED_LIBRARY), {"cannot be loaded", "nobody_has_this"});
-        file("most functions missing", read_file(INCOMPLETE_LIBRARY),
+        file("most functions missing", read_file(no_functions),
              {"SteamAPI_Init (or", "SteamAPI_Shutdown", "SteamAPI_RunCallbacks", "SteamAPI_RegisterCallResult",
               "SteamAPI_UnregisterCallResult", "SteamAPI_GetHSteamUser", "SteamAPI_GetHSteamPipe",
               "SteamInternal_CreateInterface"});
 
-        file("started by its internal function", read_file(INTERNAL_START_LIBRARY), {"no ISteamClient"});
-        file("with the last of the start functions only", read_file(SAFE_START_LIBRARY), {"did not start"});
-        const auto start = [&good](const char* name, const QByteArray& script, const QString& word) {
-            add_row(name, good, script, QStringList{word});
-        };
-        start("start refused", R"({"start": "fails"})", "the Steam API did not start");
+        const auto start = [](const char* name, const QByteArray& bytes, const QByteArray& script,
+                              const QString& word) { add_row(name, bytes, script, QStringList{word}); };
+        const QByteArray no_client = R"({"missing_interfaces": ["SteamClient017"]})";
+        const QByteArray fails = R"({"start": "fails"})";
         const QString newer = QCoreApplication::applicationDirPath() + "/../bin-new/" + SteamLibraryFileName();
-        add_row("start refused, with a reason", read_file(newer), QByteArray(R"({"start": "fails"})"),
-                QStringList{"did not start: rehearsed: no Steam client is running"});
-        start("no client", R"({"missing_interfaces": ["SteamClient017"]})", "no ISteamClient");
-        start("no user", R"({"missing_interfaces": ["SteamUser019"]})", "no ISteamUser");
-        start("no workshop", R"({"missing_interfaces": ["STEAMUGC_INTERFACE_VERSION009"]})", "no ISteamUGC");
+        start("start refused", good, fails, "the Steam API did not start");
+        start("start refused, with a reason", read_file(newer), fails,
+              "did not start: rehearsed: no Steam client is running");
+        start("start refused, by the last of the start functions", read_file(safe_start), fails, "did not start");
+        start("no client", good, no_client, "no ISteamClient");
+        start("no client, started by the internal function", read_file(internal_start), no_client, "no ISteamClient");
+        start("no user", good, R"({"missing_interfaces": ["SteamUser019"]})", "no ISteamUser");
+        start("no workshop", good, R"({"missing_interfaces": ["STEAMUGC_INTERFACE_VERSION009"]})", "no ISteamUGC");
     }
 
     void survives_a_broken_library()
