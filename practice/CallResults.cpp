@@ -49,9 +49,8 @@ Function Slot(void* object, std::size_t slot)
 int CallbackId(const void* object)
 {
     std::int32_t id = 0;
-    if (object != nullptr) {
+    if (object != nullptr)
         std::memcpy(&id, static_cast<const char*>(object) + kCallbackIdOffset, sizeof(id));
-    }
     return id;
 }
 
@@ -90,9 +89,8 @@ void CallResults::Register(void* object, std::uint64_t call)
         Mistake("another object is registered for " + CallName(call) + " already");
     }
     Note(CallText("SteamAPI_RegisterCallResult", CallbackId(object), call));
-    if (object != nullptr && call != 0) {
+    if (object != nullptr && call != 0)
         registrations[call] = object;
-    }
 }
 
 void CallResults::Unregister(void* object, std::uint64_t call)
@@ -100,15 +98,13 @@ void CallResults::Unregister(void* object, std::uint64_t call)
     const auto found = registrations.find(call);
     const bool registered = found != registrations.end() && found->second == object;
     const auto& under_way = deliveries_under_way;
-    if (std::find(under_way.begin(), under_way.end(), call) != under_way.end()) {
+    if (std::find(under_way.begin(), under_way.end(), call) != under_way.end())
         Mistake(CallName(call) + " was unregistered inside its own delivery");
-    } else if (!registered) {
+    else if (!registered)
         Mistake("the object to unregister is not registered for " + CallName(call));
-    }
     Note(CallText("SteamAPI_UnregisterCallResult", CallbackId(object), call));
-    if (registered) {
+    if (registered)
         registrations.erase(found);
-    }
 }
 
 void CallResults::Pump()
@@ -117,16 +113,14 @@ void CallResults::Pump()
     for (auto at = calls.begin(); at != calls.end();) {
         const auto call = at++;
         call->second.answer = call->second.work();
-        if (call->second.answer) {
+        if (call->second.answer)
             completed.insert(calls.extract(call));
-        }
     }
     const unsigned drops_before = drops;
     for (const auto& [number, call] : completed) {
         // The caller may have shut everything down inside the delivery before.
-        if (drops == drops_before) {
+        if (drops == drops_before)
             Deliver(number, call);
-        }
     }
 }
 
@@ -153,9 +147,8 @@ void CallResults::Deliver(std::uint64_t number, const Call& call)
                 + " bytes of " + id);
     }
     ResultBytes buffer(static_cast<std::size_t>(std::clamp(wanted, 1, kLargestSize)), kGarbage);
-    if (!io_failure) {
+    if (!io_failure)
         std::copy_n(bytes.begin(), std::min(buffer.size(), bytes.size()), buffer.begin());
-    }
     deliveries_under_way.push_back(number);
     Run(object, buffer.data(), io_failure, number);
     deliveries_under_way.pop_back();

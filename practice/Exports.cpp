@@ -80,9 +80,8 @@ PRACTICE_EXPORT int SteamAPI_InitFlat(char* reason)
 // No list of versions is compared, so any list counts as one that does not match.
 PRACTICE_EXPORT int SteamInternal_SteamAPI_Init(const char* versions, char* reason)
 {
-    if (versions != nullptr) {
+    if (versions != nullptr)
         return 3; // a version mismatch
-    }
     return StartWithReason("SteamInternal_SteamAPI_Init", reason);
 }
 
@@ -111,9 +110,8 @@ PRACTICE_EXPORT void SteamAPI_Shutdown()
 PRACTICE_EXPORT void SteamAPI_RunCallbacks()
 {
     GuardedVoid([] {
-        if (!TheWorkshop().Started()) {
+        if (!TheWorkshop().Started())
             Mistake("SteamAPI_RunCallbacks while the library is not started");
-        }
         NotePolled("SteamAPI_RunCallbacks()");
         TheWorkshop().calls.Pump(); // without a start there are no calls
     });
@@ -205,9 +203,8 @@ void ReportOutlivingRegistrations() noexcept
 {
     GuardedVoid([] {
         const int alive = TheWorkshop().calls.LiveRegistrations();
-        if (alive > 0) {
+        if (alive > 0)
             Mistake(std::to_string(alive) + " registration(s) outlive the program");
-        }
     });
 }
 

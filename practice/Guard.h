@@ -37,11 +37,10 @@ Result Answered(const std::string& function, Result fallback, Body&& body,
 {
     return Guarded(fallback, [&] {
         const Result result = body();
-        if constexpr (std::is_pointer_v<Result>) {
+        if constexpr (std::is_pointer_v<Result>)
             Note(CallText(function, arguments...) + (result != nullptr ? " = ok" : " = null"));
-        } else {
+        else
             Note(CallText(function, arguments...) + " = " + Shown(result));
-        }
         return result;
     });
 }

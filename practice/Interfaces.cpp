@@ -93,9 +93,8 @@ std::string MethodOf(const Offer& offer)
 
 void* Find(const Interface* self, const Offer& offer, int user, int pipe, const char* version)
 {
-    if (!InUse(self, MethodOf(offer))) {
+    if (!InUse(self, MethodOf(offer)))
         return nullptr;
-    }
     if (user != kUser || pipe != kPipe || version == nullptr) {
         Mistake(MethodOf(offer) + " with a wrong user or pipe, or without a version");
         return nullptr;

@@ -30,11 +30,9 @@ Journal& TheJournal()
 // What a line quotes from elsewhere must not break it in two.
 std::string OneLine(std::string line)
 {
-    for (char& character : line) {
-        if (static_cast<unsigned char>(character) < 0x20) {
+    for (char& character : line)
+        if (static_cast<unsigned char>(character) < 0x20)
             character = ' ';
-        }
-    }
     return line + '\n';
 }
 
@@ -42,9 +40,8 @@ void Append(const std::string& line)
 {
     Journal& journal = TheJournal();
     journal.text += OneLine(line);
-    if (journal.file.empty()) {
+    if (journal.file.empty())
         return;
-    }
     std::error_code error; // the size of no file is the largest number
     const bool afresh = std::filesystem::file_size(journal.file, error) > kLargestFile;
     std::ofstream out(journal.file, std::ios::binary | (afresh ? std::ios::trunc : std::ios::app));
@@ -61,9 +58,8 @@ void Note(const std::string& line)
 
 void NotePolled(const std::string& line)
 {
-    if (TheJournal().polled_since_last_line.insert(line.substr(0, line.find('('))).second) {
+    if (TheJournal().polled_since_last_line.insert(line.substr(0, line.find('('))).second)
         Append(line);
-    }
 }
 
 void Mistake(const std::string& words)

@@ -31,9 +31,8 @@ public:
         }
         stop_wanted.notify_all();
         server.stop();
-        if (thread.joinable()) {
+        if (thread.joinable())
             thread.join();
-        }
     }
 
     bool Start()
@@ -45,17 +44,15 @@ public:
             Respond(request.path, response);
         });
         port = server.bind_to_any_port("127.0.0.1");
-        if (port <= 0) {
+        if (port <= 0)
             return false;
-        }
         thread = std::thread([this] {
             server.listen_after_bind();
             ended = true;
         });
         // A stop that comes before the server runs would be missed.
-        while (!server.is_running() && !ended) {
+        while (!server.is_running() && !ended)
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
         return server.is_running();
     }
 
@@ -95,9 +92,8 @@ private:
         } else if (answer.kind == "closes_early") {
             SendHalf(image, response);
         } else {
-            if (answer.kind == "slow") {
+            if (answer.kind == "slow")
                 stop_wanted.wait_for(lock, answer.delay, [this] { return stopping; });
-            }
             response.set_content(image, kImageType);
         }
     }

@@ -57,9 +57,8 @@ ResultBytes SubmitItemUpdateResultBytes(int result, std::uint64_t item, bool nee
     ResultBytes bytes(kNewLibrary ? kSubmitSizeNew : kSubmitSize);
     Put<std::int32_t>(bytes, 0, result);
     Put<std::uint8_t>(bytes, 4, needs_agreement ? 1 : 0);
-    if (kNewLibrary) {
+    if (kNewLibrary)
         Put<std::uint64_t>(bytes, 8, item);
-    }
     return bytes;
 }
 

@@ -30,9 +30,8 @@ struct Unsuitable : std::runtime_error
 
 void Require(bool suitable, const std::string& wanted)
 {
-    if (!suitable) {
+    if (!suitable)
         throw Unsuitable("wants " + wanted);
-    }
 }
 
 int Whole(const json& value, int least, int most = std::numeric_limits<int>::max())
@@ -67,9 +66,8 @@ template<typename List, typename Convert>
 List ListOf(const json& value, Convert convert)
 {
     List list;
-    for (const json& entry : value.is_array() ? value : json::array({value})) {
+    for (const json& entry : value.is_array() ? value : json::array({value}))
         list.insert(list.end(), convert(entry));
-    }
     return list;
 }
 
@@ -131,10 +129,9 @@ json Parse(const std::string& text, std::map<std::string, std::ptrdiff_t>& lines
 {
     std::istringstream stream(text);
     const auto remember = [&](int depth, json::parse_event_t event, json& parsed) {
-        if (event == json::parse_event_t::key && depth == 1) {
+        if (event == json::parse_event_t::key && depth == 1)
             lines[parsed.get<std::string>()] =
                 1 + std::count(text.begin(), text.begin() + stream.tellg(), '\n');
-        }
         return true;
     };
     return json::parse(stream, remember, true, true);
@@ -168,9 +165,8 @@ bool Script::Apply(const std::string& text, const std::string& origin)
     for (const auto& [key, value] : entries.items()) {
         try {
             const auto setter = Setters().find(key);
-            if (setter == Setters().end()) {
+            if (setter == Setters().end())
                 throw Unsuitable("is an unknown key");
-            }
             setter->second(*this, value);
         } catch (const Unsuitable& reason) {
             Trouble(origin + ", line " + std::to_string(lines[key]) + ": " + Shown(key) + " "
@@ -184,9 +180,8 @@ bool Script::Apply(const std::string& text, const std::string& origin)
 int Script::NextResult(const std::string& kind)
 {
     std::deque<int>& queue = results[kind];
-    if (queue.empty()) {
+    if (queue.empty())
         return 1;
-    }
     const int result = queue.front();
     queue.pop_front();
     return result;
@@ -195,9 +190,8 @@ int Script::NextResult(const std::string& kind)
 bool Script::Consume(std::multiset<std::string>& kinds, const std::string& kind)
 {
     const auto found = kinds.find(kind);
-    if (found == kinds.end()) {
+    if (found == kinds.end())
         return false;
-    }
     kinds.erase(found);
     return true;
 }
@@ -207,9 +201,8 @@ void ScriptFile::Look(const std::filesystem::path& file, Script& script)
     std::error_code error; // without a file these are the smallest time and the largest size
     const auto time = std::filesystem::last_write_time(file, error);
     const auto size = std::filesystem::file_size(file, error);
-    if (time == seen_time && size == seen_size) {
+    if (time == seen_time && size == seen_size)
         return; // what it says once must not count again
-    }
     seen_time = time;
     seen_size = size;
     script = Script();

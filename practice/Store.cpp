@@ -36,9 +36,8 @@ NextVersion::~NextVersion()
 
 void NextVersion::Publish() const
 {
-    if (fs::exists(item)) {
+    if (fs::exists(item))
         fs::rename(item, staging / "old");
-    }
     fs::rename(Folder(), item);
 }
 
@@ -46,12 +45,10 @@ void NextVersion::Settle() const
 {
     std::error_code error;
     // The item is away when a program was killed between the two renames.
-    if (!fs::exists(item, error) && fs::exists(staging / "old", error)) {
+    if (!fs::exists(item, error) && fs::exists(staging / "old", error))
         fs::rename(staging / "old", item, error);
-    }
-    if (!error) {
+    if (!error)
         fs::remove_all(staging, error);
-    }
 }
 
 fs::path Store::DefaultFolder()
@@ -63,13 +60,11 @@ fs::path Store::DefaultFolder()
 
 void Store::Open(const fs::path& new_folder)
 {
-    for (const char* subfolder : {kItems, kStaging, kLocks}) {
+    for (const char* subfolder : {kItems, kStaging, kLocks})
         fs::create_directories(new_folder / subfolder);
-    }
     folder = new_folder;
-    for (const std::uint64_t id : Numbers(kStaging)) {
+    for (const std::uint64_t id : Numbers(kStaging))
         Update(id); // settles what was left
-    }
 }
 
 fs::path Store::ItemFolder(std::uint64_t id) const
@@ -80,15 +75,13 @@ fs::path Store::ItemFolder(std::uint64_t id) const
 std::uint64_t Store::Create(std::uint32_t app_id, const std::string& owner) const
 {
     std::uint64_t id = kFirstItem;
-    for (const std::uint64_t taken : Numbers(kItems)) {
+    for (const std::uint64_t taken : Numbers(kItems))
         id = std::max(id, taken + 1);
-    }
     // Only one of two programs gets a number; without any there is something else amiss.
     for (int tries = 0; tries < 100; ++tries, ++id) {
         const auto version = Update(id);
-        if (version == nullptr || fs::exists(ItemFolder(id))) {
+        if (version == nullptr || fs::exists(ItemFolder(id)))
             continue;
-        }
         const std::string now = TimeText();
         WriteJson(version->Folder() / "history.json", Json::array());
         WriteJson(version->Folder() / "item.json", {{"id", id},
@@ -120,9 +113,8 @@ std::unique_ptr<NextVersion> Store::Update(std::uint64_t id) const
 {
     const std::string name = std::to_string(id);
     FileLock lock = TakeLock(folder / kLocks / name);
-    if (lock == nullptr) {
+    if (lock == nullptr)
         return nullptr;
-    }
     return std::make_unique<NextVersion>(std::move(lock), ItemFolder(id), folder / kStaging / name);
 }
 
@@ -153,9 +145,8 @@ std::ifstream OpenFile(const fs::path& file)
 std::optional<std::string> FileBytes(const fs::path& file)
 {
     std::ifstream in = OpenFile(file);
-    if (!in.is_open()) {
+    if (!in.is_open())
         return std::nullopt;
-    }
     return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
@@ -164,9 +155,8 @@ void WriteFile(const fs::path& file, const std::string& bytes)
     std::ofstream out(file, std::ios::binary);
     out << bytes;
     out.close();
-    if (!out) {
+    if (!out)
         throw std::runtime_error("cannot write " + file.u8string());
-    }
 }
 
 void WriteJson(const fs::path& file, const Json& value)

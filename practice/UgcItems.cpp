@@ -84,9 +84,8 @@ bool SetText(const Interface* self, const char* method, std::uint64_t handle, co
             Mistake(std::string(method) + " with a null text");
             return false;
         }
-        if (std::strlen(text) > longest) {
+        if (std::strlen(text) > longest)
             return false;
-        }
         fields.values[key] = text;
         return true;
     });
@@ -151,9 +150,8 @@ bool AcceptableTag(const std::string& tag)
     for (const char each : tag) {
         const auto byte = static_cast<unsigned char>(each);
         const bool second_set = before == 0xC2 && byte < 0xA0; // of controls: U+0080 to U+009F
-        if (byte < 0x20 || byte == 0x7F || byte == ',' || second_set) {
+        if (byte < 0x20 || byte == 0x7F || byte == ',' || second_set)
             return false;
-        }
         characters += (byte & 0xC0) == 0x80 ? 0 : 1;
         before = byte;
     }
@@ -165,9 +163,8 @@ bool SetItemTags(Interface* self, std::uint64_t handle, const void* array) noexc
 {
     const Json tags = ReadTags(array);
     return SetField(self, "SetItemTags", handle, tags, [&](UpdateFields& fields) {
-        if (tags.is_null() || !std::all_of(tags.begin(), tags.end(), AcceptableTag)) {
+        if (tags.is_null() || !std::all_of(tags.begin(), tags.end(), AcceptableTag))
             return false;
-        }
         fields.values["tags"] = tags;
         return true;
     });
@@ -177,9 +174,8 @@ bool SetItemTags(Interface* self, std::uint64_t handle, const void* array) noexc
 std::optional<Answer> AnswerSubmission(std::uint64_t handle, std::uint64_t item, int result)
 {
     Workshop& workshop = TheWorkshop();
-    if (result == kDone && !workshop.updates.at(handle).upload->Step()) {
+    if (result == kDone && !workshop.updates.at(handle).upload->Step())
         return std::nullopt;
-    }
     workshop.updates.erase(handle);
     return Answer{result,
                   SubmitItemUpdateResultBytes(result, item, workshop.script.legal_agreement)};
@@ -189,9 +185,8 @@ std::uint64_t SubmitItemUpdate(Interface* self, std::uint64_t handle, const char
 {
     const auto submit = [&] {
         ItemUpdate* const update = FindUpdate(handle);
-        if (update == nullptr) {
+        if (update == nullptr)
             return kNoCall;
-        }
         Workshop& workshop = TheWorkshop();
         const std::uint64_t item = update->fields.item;
         const std::uint64_t call = workshop.BeginCall(
@@ -214,9 +209,8 @@ std::int32_t GetItemUpdateProgress(Interface* self, std::uint64_t handle, std::u
         Progress seen;
         const ItemUpdate* const update =
             InUse(self, "GetItemUpdateProgress") ? FindUpdate(handle, true) : nullptr;
-        if (update != nullptr && update->upload != nullptr) {
+        if (update != nullptr && update->upload != nullptr)
             seen = update->upload->Seen();
-        }
         if (done == nullptr || total == nullptr) {
             Mistake("GetItemUpdateProgress with nowhere to put the counts");
         } else {

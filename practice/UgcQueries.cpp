@@ -51,9 +51,8 @@ std::optional<Answer> AnswerQuery(std::uint64_t handle, int result)
 std::uint64_t SendQueryUGCRequest(Interface* self, std::uint64_t handle) noexcept
 {
     const auto send = [handle] {
-        if (OpenQuery(handle) == nullptr) {
+        if (OpenQuery(handle) == nullptr)
             return kNoCall;
-        }
         return TheWorkshop().BeginCall("query", "query", kQueryCompleted, [handle](int result) {
             return AnswerQuery(handle, result);
         });
@@ -65,12 +64,10 @@ std::uint64_t SendQueryUGCRequest(Interface* self, std::uint64_t handle) noexcep
 std::string PreviewAddress(const ItemQuery& query, std::uint32_t index)
 {
     const Workshop& workshop = TheWorkshop();
-    if (!query.answered || index >= query.items.size() || workshop.script.preview.kind == "none") {
+    if (!query.answered || index >= query.items.size() || workshop.script.preview.kind == "none")
         return "";
-    }
-    if (!workshop.script.preview_url.empty()) {
+    if (!workshop.script.preview_url.empty())
         return workshop.script.preview_url;
-    }
     const std::uint64_t item = query.items[index];
     auto image = FileBytes(workshop.store.ItemFolder(item) / "preview");
     if (!image || !workshop.store.Item(item)) {
@@ -90,9 +87,8 @@ bool GetQueryUGCPreviewURL(Interface* self, std::uint64_t handle, std::uint32_t 
             Mistake("nowhere to put the address of a preview");
             return false;
         }
-        if (address.empty() || address.size() >= size) {
+        if (address.empty() || address.size() >= size)
             return false;
-        }
         std::memcpy(buffer, address.c_str(), address.size() + 1);
         return true;
     };

@@ -45,9 +45,8 @@ bool IsImage(const std::string& bytes)
 std::string ReadPreview(const fs::path& file)
 {
     const auto refuse_if = [&file](bool wrong, int result, const std::string& why) {
-        if (wrong) {
+        if (wrong)
             throw Refusal(result, "the preview " + Name(file) + " " + why);
-        }
     };
     std::error_code error;
     refuse_if(!file.is_absolute() || !fs::is_regular_file(file, error), kNotFound,
@@ -93,9 +92,8 @@ bool Upload::Step()
 {
     const Phase& phase = phases.at(current_phase);
     progress = {phase.status, 0, 0}; // stays to be seen until the next pump
-    if ((this->*phase.step)()) {
+    if ((this->*phase.step)())
         ++current_phase;
-    }
     return current_phase == phases.size();
 }
 
@@ -107,15 +105,12 @@ Json Upload::ItemOfTheProgram() const
                                           + ", the program runs as app " + program);
     }
     const std::optional<Json> found = store.Item(fields.item);
-    if (!found) {
+    if (!found)
         throw Refusal(kNotFound, "there is no such item");
-    }
-    if (found->value("app_id", 0U) != program_app_id) {
+    if (found->value("app_id", 0U) != program_app_id)
         throw Refusal(kNotAcceptable, "the item belongs to another app");
-    }
-    if (found->value("owner", "") != script.owner) {
+    if (found->value("owner", "") != script.owner)
         throw Refusal(kNotAllowed, "the item belongs to another account");
-    }
     return *found;
 }
 
@@ -123,24 +118,21 @@ bool Upload::CheckFields()
 {
     ItemOfTheProgram();
     version = store.Update(fields.item);
-    if (version == nullptr) {
+    if (version == nullptr)
         throw Refusal(kAlreadyRunning, "another update of the item is running");
-    }
     item = ItemOfTheProgram(); // as the update before this one has left it
     CheckLength("the title", fields.values.value("title", ""), kLongestTitle);
     CheckLength("the description", fields.values.value("description", ""), kLongestText);
     CheckLength("the change note", fields.change_note, kLongestText);
     const auto visibility = fields.values.find("visibility");
     if (visibility != fields.values.end()) {
-        if (*visibility < 0 || *visibility >= kVisibilities.size()) {
+        if (*visibility < 0 || *visibility >= kVisibilities.size())
             throw Refusal(kNotAcceptable, "there is no visibility " + Shown(*visibility));
-        }
         *visibility = kVisibilities.at(visibility->get<std::size_t>());
     }
     const fs::path preview = fs::u8path(fields.values.value("preview", ""));
-    if (!preview.empty()) { // without a path the item keeps the one that it has
+    if (!preview.empty()) // without a path the item keeps the one that it has
         new_preview = ReadPreview(preview);
-    }
     return true;
 }
 
@@ -151,9 +143,8 @@ bool Upload::ListContent()
         throw Refusal(result, "the content folder " + Name(root) + " " + why);
     };
     std::error_code error;
-    if (!root.is_absolute() || !fs::is_directory(root, error)) {
+    if (!root.is_absolute() || !fs::is_directory(root, error))
         refuse(kNotFound, "is not the full path of a folder");
-    }
     fs::create_directories(version->Folder() / "content");
     fs::recursive_directory_iterator at(root, error);
     while (!error && at != fs::recursive_directory_iterator()) {
@@ -164,9 +155,8 @@ bool Upload::ListContent()
         ListEntry(root, *at);
         at.increment(error);
     }
-    if (error || files.empty()) {
+    if (error || files.empty())
         refuse(kNotFound, error ? "cannot be read" : "holds no file");
-    }
     std::sort(files.begin(), files.end(),
               [](const ContentFile& a, const ContentFile& b) { return a.name < b.name; });
     return true;
@@ -208,9 +198,8 @@ void Upload::CopyPart(const ContentFile& file, std::uint64_t& budget)
     };
     if (!in.is_open()) {
         in = OpenFile(fs::u8path(fields.values.value("content", "")) / file.name);
-        if (!in.is_open()) {
+        if (!in.is_open())
             refuse(kNotFound, "cannot be read");
-        }
         out = std::ofstream(version->Folder() / "content" / file.name, std::ios::binary);
         copied_of_file = 0;
     }
@@ -219,53 +208,45 @@ void Upload::CopyPart(const ContentFile& file, std::uint64_t& budget)
         const auto wanted =
             std::min<std::uint64_t>({budget, file.size - copied_of_file, buffer.size()});
         in.read(buffer.data(), static_cast<std::streamsize>(wanted));
-        if (!in) {
+        if (!in)
             refuse(kFailure, "shrank while it was uploaded");
-        }
         out.write(buffer.data(), static_cast<std::streamsize>(wanted));
         budget -= wanted;
         copied_of_file += wanted;
         copied_bytes += wanted;
     }
-    if (copied_of_file < file.size) {
+    if (copied_of_file < file.size)
         return;
-    }
-    if (in.peek() != std::ifstream::traits_type::eof()) {
+    if (in.peek() != std::ifstream::traits_type::eof())
         refuse(kFailure, "grew while it was uploaded");
-    }
     in.close();
     out.close();
-    if (!out) {
+    if (!out)
         refuse(kFailure, "cannot be written into the store");
-    }
 }
 
 bool Upload::WritePreview()
 {
     const fs::path kept = store.ItemFolder(fields.item) / "preview";
-    if (!new_preview.empty()) {
+    if (!new_preview.empty())
         WriteFile(version->Folder() / "preview", new_preview);
-    } else if (fs::exists(kept)) {
+    else if (fs::exists(kept))
         fs::copy_file(kept, version->Folder() / "preview");
-    }
     return true;
 }
 
 bool Upload::WriteItem()
 {
     const fs::path former = store.ItemFolder(fields.item);
-    for (const char* key : {"title", "description", "visibility", "tags", "metadata"}) {
-        if (fields.values.contains(key)) {
+    for (const char* key : {"title", "description", "visibility", "tags", "metadata"})
+        if (fields.values.contains(key))
             item[key] = fields.values[key];
-        }
-    }
     item["updated"] = TimeText();
     const bool new_content = fields.values.contains("content");
     const std::string text = FileBytes(former / "history.json").value_or("");
     Json history = Json::parse(text, nullptr, false);
-    if (!history.is_array()) {
+    if (!history.is_array())
         history = Json::array();
-    }
     const Json before = history.empty() ? Json::object() : history.back();
     history.push_back({{"version", history.size() + 1},
                        {"time", item["updated"]},
@@ -275,9 +256,8 @@ bool Upload::WriteItem()
                        {"files", new_content ? files.size() : before.value("files", 0U)}});
     WriteJson(version->Folder() / "item.json", item);
     WriteJson(version->Folder() / "history.json", history);
-    if (!new_content && fs::exists(former / "content")) {
+    if (!new_content && fs::exists(former / "content"))
         fs::copy(former / "content", version->Folder() / "content", fs::copy_options::recursive);
-    }
     return true;
 }
 

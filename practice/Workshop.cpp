@@ -38,9 +38,8 @@ std::uint32_t FindAppId()
 void Introduce(const std::filesystem::path& folder)
 {
     static bool introduced = false;
-    if (std::exchange(introduced, true)) {
+    if (std::exchange(introduced, true))
         return;
-    }
     std::fprintf(stderr,
                  "Practice Workshop: this is a rehearsal, nothing goes to Steam. "
                  "Items are kept in %s\n",
@@ -58,16 +57,14 @@ Workshop& TheWorkshop()
 
 StartOutcome Workshop::Start()
 {
-    if (started) {
+    if (started)
         return {kStarted, ""};
-    }
     StartOutcome outcome = TryToStart();
     started = outcome.code == kStarted;
-    if (started) {
+    if (started)
         ++start_number;
-    } else {
+    else
         Trouble("the start fails: " + outcome.reason);
-    }
     return outcome;
 }
 
@@ -82,13 +79,11 @@ StartOutcome Workshop::TryToStart()
         return {kStartFailed, std::string("the store cannot be opened: ") + error.what()};
     }
     LookAtScriptFile();
-    if (script.start_fails) {
+    if (script.start_fails)
         return {kNoClient, "rehearsed: no Steam client is running (\"start\" in practice.json)"};
-    }
     app_id = FindAppId();
-    if (app_id == 0) {
+    if (app_id == 0)
         return {kStartFailed, "no app id, neither in SteamAppId nor in steam_appid.txt"};
-    }
     return {kStarted, ""};
 }
 
@@ -129,23 +124,20 @@ std::uint64_t Workshop::BeginCall(const std::string& kind, const std::string& wh
                                   const Work& work)
 {
     LookAtScriptFile();
-    if (Script::Consume(script.refusals, kind)) {
+    if (Script::Consume(script.refusals, kind))
         return 0;
-    }
     const int result = script.NextResult(kind);
     const bool silent = Script::Consume(script.silences, kind);
     const bool io_failure = Script::Consume(script.io_failures, kind);
     int pumps_left = kind == "submit" ? 1 : script.answer_after_pumps;
     return calls.Add(callback_id, [=]() mutable -> std::optional<Answer> {
-        if (silent || --pumps_left > 0) {
+        if (silent || --pumps_left > 0)
             return std::nullopt;
-        }
         int failure = result == kDone ? kFailure : result;
         std::string reason = io_failure ? "rehearsed: the call itself failed" : "rehearsed";
         try {
-            if (result == kDone && !io_failure) {
+            if (result == kDone && !io_failure)
                 return work(kDone);
-            }
         } catch (const Refusal& refusal) {
             failure = refusal.result;
             reason = refusal.what();
