@@ -18,53 +18,53 @@ namespace practice {
 
 namespace {
 
-// The caller's object: the address of its function table, one byte of flags, then the callback id.
-constexpr std::size_t kCallbackIdOffset = sizeof(void*) + 4;
+/// The caller's object: the address of its function table, one byte of flags, then the callback id.
+constexpr std::size_t callback_id_offset = sizeof(void*) + 4;
 
 // The library for Windows is built by a compiler that lays out overloads in the opposite order.
 #if defined(_WIN32)
-constexpr std::size_t kRunSlot = 0;
+constexpr std::size_t run_slot = 0;
 #else
-constexpr std::size_t kRunSlot = 1;
+constexpr std::size_t run_slot = 1;
 #endif
-constexpr std::size_t kSizeSlot = 2;
+constexpr std::size_t size_slot = 2;
 
-// No result is near this size; an object that asks for more is broken.
-constexpr int kLargestSize = 65536;
+/// No result is near this size; an object that asks for more is broken.
+constexpr int largest_size = 65536;
 
-// What a failed call leaves in the buffer: anything but a result.
-constexpr unsigned char kGarbage = 0xCD;
+/// What a failed call leaves in the buffer: anything but a result.
+constexpr unsigned char garbage = 0xCD;
 
 using RunFunction = void (*)(void* object, void* result, bool io_failure, std::uint64_t call);
 using SizeFunction = int (*)(void* object);
 
 template<typename Function>
-Function Slot(void* object, std::size_t slot)
+Function slot_of(void* object, std::size_t slot)
 {
     const void* const* table = nullptr;
     std::memcpy(&table, object, sizeof(table));
     return reinterpret_cast<Function>(const_cast<void*>(table[slot]));
 }
 
-int CallbackId(const void* object)
+int callback_id_of(const void* object)
 {
     std::int32_t id = 0;
     if (object != nullptr)
-        std::memcpy(&id, static_cast<const char*>(object) + kCallbackIdOffset, sizeof(id));
+        std::memcpy(&id, static_cast<const char*>(object) + callback_id_offset, sizeof(id));
     return id;
 }
 
-PRACTICE_FOREIGN_CALL int SizeOf(void* object)
+PRACTICE_FOREIGN_CALL int size_of(void* object)
 {
-    return Slot<SizeFunction>(object, kSizeSlot)(object);
+    return slot_of<SizeFunction>(object, size_slot)(object);
 }
 
-PRACTICE_FOREIGN_CALL void Run(void* object, void* result, bool io_failure, std::uint64_t call)
+PRACTICE_FOREIGN_CALL void run(void* object, void* result, bool io_failure, std::uint64_t call)
 {
-    Slot<RunFunction>(object, kRunSlot)(object, result, io_failure, call);
+    slot_of<RunFunction>(object, run_slot)(object, result, io_failure, call);
 }
 
-std::string CallName(std::uint64_t call)
+std::string call_name(std::uint64_t call)
 {
     return "call " + std::to_string(call);
 }
@@ -81,14 +81,14 @@ void CallResults::Register(void* object, std::uint64_t call)
 {
     const auto found = calls.find(call);
     if (found == calls.end()) {
-        Mistake("a registration for " + CallName(call) + ", which was never made or is over");
-    } else if (found->second.callback_id != CallbackId(object)) {
-        Mistake(CallName(call) + " answers with " + std::to_string(found->second.callback_id)
-                + ", the object waits for " + std::to_string(CallbackId(object)));
+        Mistake("a registration for " + call_name(call) + ", which was never made or is over");
+    } else if (found->second.callback_id != callback_id_of(object)) {
+        Mistake(call_name(call) + " answers with " + std::to_string(found->second.callback_id)
+                + ", the object waits for " + std::to_string(callback_id_of(object)));
     } else if (registrations.count(call) > 0 && registrations[call] != object) {
-        Mistake("another object is registered for " + CallName(call) + " already");
+        Mistake("another object is registered for " + call_name(call) + " already");
     }
-    Note(CallText("SteamAPI_RegisterCallResult", CallbackId(object), call));
+    Note(CallText("SteamAPI_RegisterCallResult", callback_id_of(object), call));
     if (object != nullptr && call != 0)
         registrations[call] = object;
 }
@@ -99,10 +99,10 @@ void CallResults::Unregister(void* object, std::uint64_t call)
     const bool registered = found != registrations.end() && found->second == object;
     const auto& under_way = deliveries_under_way;
     if (std::find(under_way.begin(), under_way.end(), call) != under_way.end())
-        Mistake(CallName(call) + " was unregistered inside its own delivery");
+        Mistake(call_name(call) + " was unregistered inside its own delivery");
     else if (!registered)
-        Mistake("the object to unregister is not registered for " + CallName(call));
-    Note(CallText("SteamAPI_UnregisterCallResult", CallbackId(object), call));
+        Mistake("the object to unregister is not registered for " + call_name(call));
+    Note(CallText("SteamAPI_UnregisterCallResult", callback_id_of(object), call));
     if (registered)
         registrations.erase(found);
 }
@@ -120,37 +120,37 @@ void CallResults::Pump()
     for (const auto& [number, call] : completed) {
         // The caller may have shut everything down inside the delivery before.
         if (drops == drops_before)
-            Deliver(number, call);
+            deliver(number, call);
     }
 }
 
-void CallResults::Deliver(std::uint64_t number, const Call& call)
+void CallResults::deliver(std::uint64_t number, const Call& call)
 {
     const std::string id = std::to_string(call.callback_id);
     const auto found = registrations.find(number);
     if (found == registrations.end()) {
-        Note("lost " + id + " for " + CallName(number) + ": nothing is registered for it");
+        Note("lost " + id + " for " + call_name(number) + ": nothing is registered for it");
         return;
     }
     void* const object = found->second;
     registrations.erase(found);
 
     // An answer of another kind cannot be fetched, which the object receives as a failed call.
-    const bool io_failure = call.answer->io_failure || CallbackId(object) != call.callback_id;
-    Note("deliver " + id + " for " + CallName(number) + ": result "
+    const bool io_failure = call.answer->io_failure || callback_id_of(object) != call.callback_id;
+    Note("deliver " + id + " for " + call_name(number) + ": result "
          + std::to_string(call.answer->result) + (io_failure ? ", io failure" : ""));
 
     const ResultBytes& bytes = call.answer->bytes;
-    const int wanted = SizeOf(object);
+    const int wanted = size_of(object);
     if (!RightSize(call.callback_id, wanted, bytes.size())) {
-        Mistake("the object for " + CallName(number) + " asks for " + std::to_string(wanted)
+        Mistake("the object for " + call_name(number) + " asks for " + std::to_string(wanted)
                 + " bytes of " + id);
     }
-    ResultBytes buffer(static_cast<std::size_t>(std::clamp(wanted, 1, kLargestSize)), kGarbage);
+    ResultBytes buffer(static_cast<std::size_t>(std::clamp(wanted, 1, largest_size)), garbage);
     if (!io_failure)
         std::copy_n(bytes.begin(), std::min(buffer.size(), bytes.size()), buffer.begin());
     deliveries_under_way.push_back(number);
-    Run(object, buffer.data(), io_failure, number);
+    run(object, buffer.data(), io_failure, number);
     deliveries_under_way.pop_back();
 }
 

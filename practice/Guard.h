@@ -9,7 +9,8 @@
 
 namespace practice {
 
-// Runs the body of a function that another program calls: nothing may be thrown across that border.
+/// Runs the body of a function that another program calls: nothing may be thrown across that
+/// border.
 template<typename Result, typename Body>
 Result Guarded(Result fallback, Body&& body) noexcept
 {
@@ -30,7 +31,7 @@ void GuardedVoid(Body&& body) noexcept
     });
 }
 
-// The same with a line in the journal: the function, its arguments and the result.
+/// The same with a line in the journal: the function, its arguments and the result.
 template<typename Result, typename Body, typename... Arguments>
 Result Answered(const std::string& function, Result fallback, Body&& body,
                 const Arguments&... arguments) noexcept

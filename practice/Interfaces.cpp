@@ -13,12 +13,12 @@ namespace practice {
 
 namespace {
 
-constexpr std::size_t kClientSlots = 36;
+constexpr std::size_t client_slot_count = 36;
 
-// More than any interface has.
-constexpr std::size_t kOtherSlots = 128;
+/// More than any interface has.
+constexpr std::size_t other_slot_count = 128;
 
-// What the client answers in one of its slots, to the method "Get" and the name.
+/// What the client answers in one of its slots, to the method "Get" and the name.
 struct Offer
 {
     std::size_t slot;
@@ -26,7 +26,7 @@ struct Offer
     const char* version;
 };
 
-constexpr std::array<Offer, 19> kOffers = {{
+constexpr std::array<Offer, 19> offers = {{
     {5, "ISteamUser", "SteamUser019"},
     {8, "ISteamFriends", "SteamFriends015"},
     {10, "ISteamMatchmaking", "SteamMatchMaking009"},
@@ -48,12 +48,12 @@ constexpr std::array<Offer, 19> kOffers = {{
     {35, "ISteamVideo", "STEAMVIDEO_INTERFACE_V001"},
 }};
 
-// The only one that is asked for without a user.
-constexpr Offer kUtils = {9, "ISteamUtils", "SteamUtils008"};
-constexpr std::size_t kUgcSlot = 26;
+/// The only one that is asked for without a user.
+constexpr Offer utils_offer = {9, "ISteamUtils", "SteamUtils008"};
+constexpr std::size_t ugc_slot = 26;
 
 template<std::size_t Slot>
-std::uint64_t UnrehearsedSlot(Interface* object) noexcept
+std::uint64_t unrehearsed_slot(Interface* object) noexcept
 {
     GuardedVoid([object] {
         Mistake(std::string(object->name) + " slot " + std::to_string(Slot) + " is not rehearsed");
@@ -62,68 +62,68 @@ std::uint64_t UnrehearsedSlot(Interface* object) noexcept
 }
 
 template<std::size_t... Slots>
-std::array<const void*, sizeof...(Slots)> UnrehearsedSlots(std::index_sequence<Slots...>)
+std::array<const void*, sizeof...(Slots)> unrehearsed_slots(std::index_sequence<Slots...>)
 {
-    return {reinterpret_cast<const void*>(&UnrehearsedSlot<Slots>)...};
+    return {reinterpret_cast<const void*>(&unrehearsed_slot<Slots>)...};
 }
 
-// A table in which every slot is there, and reports that it is not rehearsed.
+/// A table in which every slot is there, and reports that it is not rehearsed.
 template<std::size_t Size>
-std::array<const void*, Size> UnrehearsedTable()
+std::array<const void*, Size> unrehearsed_table()
 {
-    return UnrehearsedSlots(std::make_index_sequence<Size>());
+    return unrehearsed_slots(std::make_index_sequence<Size>());
 }
 
-const void* const* TableOf(const Offer& offer)
+const void* const* table_of(const Offer& offer)
 {
-    static const auto* const others = new auto(UnrehearsedTable<kOtherSlots>());
+    static const auto* const others = new auto(unrehearsed_table<other_slot_count>());
     static const auto* const ugc = [] {
-        auto* const slots = new auto(UnrehearsedTable<std::tuple_size_v<UgcSlots>>());
+        auto* const slots = new auto(unrehearsed_table<std::tuple_size_v<UgcSlots>>());
         AddItemSlots(*slots);
         AddQuerySlots(*slots);
         return slots;
     }();
-    return offer.slot == kUgcSlot ? ugc->data() : others->data();
+    return offer.slot == ugc_slot ? ugc->data() : others->data();
 }
 
-std::string MethodOf(const Offer& offer)
+std::string method_of(const Offer& offer)
 {
     return std::string("Get") + offer.name;
 }
 
-void* Find(const Interface* self, const Offer& offer, int user, int pipe, const char* version)
+void* find(const Interface* self, const Offer& offer, int user, int pipe, const char* version)
 {
-    if (!InUse(self, MethodOf(offer)))
+    if (!InUse(self, method_of(offer)))
         return nullptr;
-    if (user != kUser || pipe != kPipe || version == nullptr) {
-        Mistake(MethodOf(offer) + " with a wrong user or pipe, or without a version");
+    if (user != the_user || pipe != the_pipe || version == nullptr) {
+        Mistake(method_of(offer) + " with a wrong user or pipe, or without a version");
         return nullptr;
     }
     const bool offered = std::string(version) == offer.version && !TheWorkshop().Lacks(version);
-    return offered ? InterfaceOfThisStart(offer.name, TableOf(offer)) : nullptr;
+    return offered ? InterfaceOfThisStart(offer.name, table_of(offer)) : nullptr;
 }
 
 template<std::size_t Index>
-void* GetInterface(Interface* self, int user, int pipe, const char* version) noexcept
+void* get_interface(Interface* self, int user, int pipe, const char* version) noexcept
 {
     return Answered(
-        "ISteamClient::" + MethodOf(kOffers[Index]), static_cast<void*>(nullptr),
-        [&] { return Find(self, kOffers[Index], user, pipe, version); }, user, pipe, version);
+        "ISteamClient::" + method_of(offers[Index]), static_cast<void*>(nullptr),
+        [&] { return find(self, offers[Index], user, pipe, version); }, user, pipe, version);
 }
 
-void* GetUtils(Interface* self, int pipe, const char* version) noexcept
+void* get_utils(Interface* self, int pipe, const char* version) noexcept
 {
     return Answered(
-        "ISteamClient::" + MethodOf(kUtils), static_cast<void*>(nullptr),
-        [&] { return Find(self, kUtils, kUser, pipe, version); }, pipe, version);
+        "ISteamClient::" + method_of(utils_offer), static_cast<void*>(nullptr),
+        [&] { return find(self, utils_offer, the_user, pipe, version); }, pipe, version);
 }
 
 template<std::size_t... Indices>
-auto MakeClientTable(std::index_sequence<Indices...>)
+auto make_client_table(std::index_sequence<Indices...>)
 {
-    auto table = UnrehearsedTable<kClientSlots>();
-    ((table[kOffers[Indices].slot] = AsSlot(&GetInterface<Indices>)), ...);
-    table[kUtils.slot] = AsSlot(&GetUtils);
+    auto table = unrehearsed_table<client_slot_count>();
+    ((table[offers[Indices].slot] = AsSlot(&get_interface<Indices>)), ...);
+    table[utils_offer.slot] = AsSlot(&get_utils);
     return table;
 }
 
@@ -132,7 +132,7 @@ auto MakeClientTable(std::index_sequence<Indices...>)
 const void* const* ClientTable()
 {
     static const auto* const table =
-        new auto(MakeClientTable(std::make_index_sequence<kOffers.size()>()));
+        new auto(make_client_table(std::make_index_sequence<offers.size()>()));
     return table->data();
 }
 

@@ -9,12 +9,12 @@
 
 namespace practice {
 
-// The one user and the one pipe that there are; two numbers, so that mixing them up shows.
-constexpr int kUser = 1;
-constexpr int kPipe = 2;
+/// The one user and the one pipe that there are; two numbers, so that mixing them up shows.
+constexpr int the_user = 1;
+constexpr int the_pipe = 2;
 
-// An interface as the caller sees it: the address of a table of functions, which all get the
-// object as their first argument. What follows the address is our own.
+/// An interface as the caller sees it: the address of a table of functions, which all get the
+/// object as their first argument. What follows the address is our own.
 struct Interface
 {
     const void* const* table = nullptr;
@@ -22,10 +22,10 @@ struct Interface
     unsigned start = 0; // the start of the library that it was handed out in
 };
 
-// The interface of this start. Objects of former starts stay, so that their use can be reported.
+/// The interface of this start. Objects of former starts stay, so that their use can be reported.
 Interface* InterfaceOfThisStart(const std::string& name, const void* const* table);
 
-// False, and the caller's mistake, when the library is not started or was started anew since.
+/// False, and the caller's mistake, when the library is not started or was started anew since.
 bool InUse(const Interface* object, const std::string& method);
 
 template<typename Function>

@@ -9,8 +9,8 @@ namespace practice {
 
 namespace {
 
-// A journal that nobody looks at must not fill the disk.
-constexpr std::uintmax_t kLargestFile = std::uintmax_t{4} * 1024 * 1024;
+/// A journal that nobody looks at must not fill the disk.
+constexpr std::uintmax_t largest_journal = std::uintmax_t{4} * 1024 * 1024;
 
 struct Journal
 {
@@ -20,15 +20,15 @@ struct Journal
     int mistakes = 0;
 };
 
-// Never destroyed, so that a call made while the process ends still finds it.
-Journal& TheJournal()
+/// Never destroyed, so that a call made while the process ends still finds it.
+Journal& the_journal()
 {
     static auto* const journal = new Journal;
     return *journal;
 }
 
-// What a line quotes from elsewhere must not break it in two.
-std::string OneLine(std::string line)
+/// What a line quotes from elsewhere must not break it in two.
+std::string one_line(std::string line)
 {
     for (char& character : line)
         if (static_cast<unsigned char>(character) < 0x20)
@@ -36,68 +36,68 @@ std::string OneLine(std::string line)
     return line + '\n';
 }
 
-void Append(const std::string& line)
+void append(const std::string& line)
 {
-    Journal& journal = TheJournal();
-    journal.text += OneLine(line);
+    Journal& journal = the_journal();
+    journal.text += one_line(line);
     if (journal.file.empty())
         return;
     std::error_code error; // the size of no file is the largest number
-    const bool afresh = std::filesystem::file_size(journal.file, error) > kLargestFile;
+    const bool afresh = std::filesystem::file_size(journal.file, error) > largest_journal;
     std::ofstream out(journal.file, std::ios::binary | (afresh ? std::ios::trunc : std::ios::app));
-    out << OneLine(line);
+    out << one_line(line);
 }
 
 } // namespace
 
 void Note(const std::string& line)
 {
-    TheJournal().polled_since_last_line.clear();
-    Append(line);
+    the_journal().polled_since_last_line.clear();
+    append(line);
 }
 
 void NotePolled(const std::string& line)
 {
-    if (TheJournal().polled_since_last_line.insert(line.substr(0, line.find('('))).second)
-        Append(line);
+    if (the_journal().polled_since_last_line.insert(line.substr(0, line.find('('))).second)
+        append(line);
 }
 
 void Mistake(const std::string& words)
 {
-    ++TheJournal().mistakes;
+    ++the_journal().mistakes;
     Trouble("mistake: " + words);
 }
 
 void Trouble(const std::string& words)
 {
-    std::fprintf(stderr, "Practice Workshop: %s", OneLine(words).c_str());
+    std::fprintf(stderr, "Practice Workshop: %s", one_line(words).c_str());
     Note(words);
 }
 
 const std::string& JournalText()
 {
-    return TheJournal().text;
+    return the_journal().text;
 }
 
 int MistakeCount()
 {
-    return TheJournal().mistakes;
+    return the_journal().mistakes;
 }
 
 void ClearJournal()
 {
-    TheJournal().text.clear();
-    TheJournal().polled_since_last_line.clear();
+    the_journal().text.clear();
+    the_journal().polled_since_last_line.clear();
 }
 
 void ForgetMistakes()
 {
-    TheJournal().mistakes = 0;
+    the_journal().mistakes = 0;
 }
 
 void KeepJournalIn(const std::filesystem::path& file)
 {
-    TheJournal().file = file;
+    the_journal().file = file;
 }
 
 std::string Shown(const nlohmann::json& value)

@@ -12,15 +12,15 @@ namespace practice {
 
 void Note(const std::string& line);
 
-// For calls that a program makes many times a second: written only when the function has no line
-// since the last line of another kind.
+/// For calls that a program makes many times a second: written only when the function has no line
+/// since the last line of another kind.
 void NotePolled(const std::string& line);
 
-// The caller did something that a real client would punish: counted, and printed on stderr too. It
-// comes before the line of the call that made it.
+/// The caller did something that a real client would punish: counted, and printed on stderr too. It
+/// comes before the line of the call that made it.
 void Mistake(const std::string& words);
 
-// Something that is wrong but not the caller's doing: printed on stderr too, not counted.
+/// Something that is wrong but not the caller's doing: printed on stderr too, not counted.
 void Trouble(const std::string& words);
 
 const std::string& JournalText();
@@ -28,14 +28,14 @@ int MistakeCount();
 void ClearJournal();
 void ForgetMistakes();
 
-// Writes everything from now on to this file; an empty path ends that.
+/// Writes everything from now on to this file; an empty path ends that.
 void KeepJournalIn(const std::filesystem::path& file);
 
-// As JSON; bytes that are not UTF-8 are replaced. A null pointer gives the word null.
+/// As JSON; bytes that are not UTF-8 are replaced. A null pointer gives the word null.
 std::string Shown(const nlohmann::json& value);
 std::string Shown(const char* text);
 
-// Function(first, second, ...)
+/// Function(first, second, ...)
 template<typename... Arguments>
 std::string CallText(const std::string& function, const Arguments&... arguments)
 {

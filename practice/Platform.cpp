@@ -56,7 +56,7 @@ void OpenItemsForPages(const std::filesystem::path&)
 
 #else
 
-// Programs open an address with the first xdg-open in PATH, so that is where ours goes.
+/// Programs open an address with the first xdg-open in PATH, so that is where ours goes.
 void OpenItemsForPages(const std::filesystem::path& store)
 {
     const std::filesystem::path folder = store / "browser";

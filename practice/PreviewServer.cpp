@@ -14,7 +14,7 @@ namespace practice {
 
 namespace {
 
-constexpr auto kImageType = "application/octet-stream";
+constexpr auto image_type = "application/octet-stream";
 
 class Server
 {
@@ -41,7 +41,7 @@ public:
         server.set_keep_alive_max_count(1);
         server.set_idle_interval(0, 50000);
         server.Get("/ugc/.*", [this](const httplib::Request& request, httplib::Response& response) {
-            Respond(request.path, response);
+            respond(request.path, response);
         });
         port = server.bind_to_any_port("127.0.0.1");
         if (port <= 0)
@@ -73,7 +73,7 @@ private:
         PreviewAnswer answer;
     };
 
-    void Respond(const std::string& path, httplib::Response& response)
+    void respond(const std::string& path, httplib::Response& response)
     {
         std::unique_lock<std::mutex> lock(mutex);
         const auto found = previews.find(path);
@@ -88,20 +88,20 @@ private:
             stop_wanted.wait(lock, [this] { return stopping; });
             response.status = 503;
         } else if (answer.kind == "not_a_picture") {
-            response.set_content("<html><body>This is not an image.</body></html>", kImageType);
+            response.set_content("<html><body>This is not an image.</body></html>", image_type);
         } else if (answer.kind == "closes_early") {
-            SendHalf(image, response);
+            send_half(image, response);
         } else {
             if (answer.kind == "slow")
                 stop_wanted.wait_for(lock, answer.delay, [this] { return stopping; });
-            response.set_content(image, kImageType);
+            response.set_content(image, image_type);
         }
     }
 
-    static void SendHalf(const std::string& image, httplib::Response& response)
+    static void send_half(const std::string& image, httplib::Response& response)
     {
         response.set_content_provider(
-            image.size(), kImageType,
+            image.size(), image_type,
             [image](std::size_t offset, std::size_t, httplib::DataSink& sink) {
                 return offset == 0 && sink.write(image.data(), image.size() / 2);
             });
@@ -118,8 +118,8 @@ private:
     std::map<std::string, Preview> previews;
 };
 
-// Null while no preview is served.
-std::unique_ptr<Server>& TheServer()
+/// Null while no preview is served.
+std::unique_ptr<Server>& the_server()
 {
 #if defined(_WIN32)
     // Never destroyed: when that could happen, Windows has ended every other thread.
@@ -135,7 +135,7 @@ std::unique_ptr<Server>& TheServer()
 
 std::string PublishPreview(std::uint64_t item, std::string image, PreviewAnswer answer)
 {
-    std::unique_ptr<Server>& server = TheServer();
+    std::unique_ptr<Server>& server = the_server();
     if (server == nullptr) {
         server = std::make_unique<Server>();
         if (!server->Start()) {
@@ -149,7 +149,7 @@ std::string PublishPreview(std::uint64_t item, std::string image, PreviewAnswer 
 
 void StopPreviews()
 {
-    TheServer().reset();
+    the_server().reset();
 }
 
 } // namespace practice

@@ -18,52 +18,52 @@ namespace {
 
 using json = nlohmann::ordered_json; // complaints come in the order of the file
 
-constexpr int kLargestStep = 1024 * 1024 * 1024; // bytes for one pump
-constexpr int kMostPumps = 1000000;
-constexpr int kLongestDelay = 600000; // milliseconds
+constexpr int largest_step = 1024 * 1024 * 1024; // bytes for one pump
+constexpr int most_pumps = 1000000;
+constexpr int longest_delay = 600000; // milliseconds
 
-// Why a value cannot be taken.
+/// Why a value cannot be taken.
 struct Unsuitable : std::runtime_error
 {
     using std::runtime_error::runtime_error;
 };
 
-void Require(bool suitable, const std::string& wanted)
+void require(bool suitable, const std::string& wanted)
 {
     if (!suitable)
         throw Unsuitable("wants " + wanted);
 }
 
-int Whole(const json& value, int least, int most = std::numeric_limits<int>::max())
+int as_int(const json& value, int least, int most = std::numeric_limits<int>::max())
 {
     const bool fits =
         value.is_number_integer() && value.get<double>() >= least && value.get<double>() <= most;
-    Require(fits, "a whole number from " + std::to_string(least) + " to " + std::to_string(most));
+    require(fits, "a whole number from " + std::to_string(least) + " to " + std::to_string(most));
     return value.get<int>();
 }
 
-std::string Text(const json& value)
+std::string as_text(const json& value)
 {
-    Require(value.is_string(), "a text");
+    require(value.is_string(), "a text");
     return value.get<std::string>();
 }
 
-bool Boolean(const json& value)
+bool as_boolean(const json& value)
 {
-    Require(value.is_boolean(), "true or false");
+    require(value.is_boolean(), "true or false");
     return value.get<bool>();
 }
 
-std::string OneOf(const json& value, const std::vector<std::string>& choices)
+std::string one_of(const json& value, const std::vector<std::string>& choices)
 {
-    const auto found = std::find(choices.begin(), choices.end(), Text(value));
-    Require(found != choices.end(), "one of: " + Shown(choices));
+    const auto found = std::find(choices.begin(), choices.end(), as_text(value));
+    require(found != choices.end(), "one of: " + Shown(choices));
     return *found;
 }
 
-// One value counts as a list of one.
+/// One value counts as a list of one.
 template<typename List, typename Convert>
-List ListOf(const json& value, Convert convert)
+List list_of(const json& value, Convert convert)
 {
     List list;
     for (const json& entry : value.is_array() ? value : json::array({value}))
@@ -71,61 +71,61 @@ List ListOf(const json& value, Convert convert)
     return list;
 }
 
-std::deque<int> Results(const json& value)
+std::deque<int> as_results(const json& value)
 {
-    return ListOf<std::deque<int>>(
-        value, [](const json& entry) { return Whole(entry, std::numeric_limits<int>::min()); });
+    return list_of<std::deque<int>>(
+        value, [](const json& entry) { return as_int(entry, std::numeric_limits<int>::min()); });
 }
 
-std::multiset<std::string> Kinds(const json& value)
+std::multiset<std::string> as_kinds(const json& value)
 {
-    return ListOf<std::multiset<std::string>>(value, [](const json& entry) {
-        return OneOf(entry, {"create", "submit", "query"});
+    return list_of<std::multiset<std::string>>(value, [](const json& entry) {
+        return one_of(entry, {"create", "submit", "query"});
     });
 }
 
-std::string PreviewKind(const json& value)
+std::string as_preview_kind(const json& value)
 {
-    return OneOf(value,
-                 {"ok", "none", "not_a_picture", "404", "500", "slow", "never", "closes_early"});
+    return one_of(value,
+                  {"ok", "none", "not_a_picture", "404", "500", "slow", "never", "closes_early"});
 }
 
 using Setter = void (*)(Script&, const json&);
 
-const std::map<std::string, Setter>& Setters()
+const std::map<std::string, Setter>& setters()
 {
     static const auto* const setters = new std::map<std::string, Setter>{
-        {"create_results", [](Script& s, const json& v) { s.results["create"] = Results(v); }},
-        {"submit_results", [](Script& s, const json& v) { s.results["submit"] = Results(v); }},
-        {"query_results", [](Script& s, const json& v) { s.results["query"] = Results(v); }},
-        {"refuse_calls", [](Script& s, const json& v) { s.refusals = Kinds(v); }},
-        {"silent_calls", [](Script& s, const json& v) { s.silences = Kinds(v); }},
-        {"io_failures", [](Script& s, const json& v) { s.io_failures = Kinds(v); }},
-        {"legal_agreement", [](Script& s, const json& v) { s.legal_agreement = Boolean(v); }},
+        {"create_results", [](Script& s, const json& v) { s.results["create"] = as_results(v); }},
+        {"submit_results", [](Script& s, const json& v) { s.results["submit"] = as_results(v); }},
+        {"query_results", [](Script& s, const json& v) { s.results["query"] = as_results(v); }},
+        {"refuse_calls", [](Script& s, const json& v) { s.refusals = as_kinds(v); }},
+        {"silent_calls", [](Script& s, const json& v) { s.silences = as_kinds(v); }},
+        {"io_failures", [](Script& s, const json& v) { s.io_failures = as_kinds(v); }},
+        {"legal_agreement", [](Script& s, const json& v) { s.legal_agreement = as_boolean(v); }},
         {"start",
          [](Script& s, const json& v) {
-             s.start_fails = OneOf(v, {"ok", "fails"}) == "fails";
+             s.start_fails = one_of(v, {"ok", "fails"}) == "fails";
          }},
         {"missing_interfaces",
          [](Script& s, const json& v) {
-             s.missing_interfaces = ListOf<std::set<std::string>>(v, Text);
+             s.missing_interfaces = list_of<std::set<std::string>>(v, as_text);
          }},
         {"bytes_per_pump",
-         [](Script& s, const json& v) { s.bytes_per_pump = Whole(v, 1, kLargestStep); }},
+         [](Script& s, const json& v) { s.bytes_per_pump = as_int(v, 1, largest_step); }},
         {"answer_after_pumps",
-         [](Script& s, const json& v) { s.answer_after_pumps = Whole(v, 1, kMostPumps); }},
-        {"preview", [](Script& s, const json& v) { s.preview.kind = PreviewKind(v); }},
-        {"preview_url", [](Script& s, const json& v) { s.preview_url = Text(v); }},
+         [](Script& s, const json& v) { s.answer_after_pumps = as_int(v, 1, most_pumps); }},
+        {"preview", [](Script& s, const json& v) { s.preview.kind = as_preview_kind(v); }},
+        {"preview_url", [](Script& s, const json& v) { s.preview_url = as_text(v); }},
         {"preview_delay_ms",
          [](Script& s,
             const json&
-                v) { s.preview.delay = std::chrono::milliseconds(Whole(v, 0, kLongestDelay)); }},
-        {"owner", [](Script& s, const json& v) { s.owner = Text(v); }}};
+                v) { s.preview.delay = std::chrono::milliseconds(as_int(v, 0, longest_delay)); }},
+        {"owner", [](Script& s, const json& v) { s.owner = as_text(v); }}};
     return *setters;
 }
 
-// The object with the line of each of its keys; throws what the parser throws.
-json Parse(const std::string& text, std::map<std::string, std::ptrdiff_t>& lines)
+/// The object with the line of each of its keys; throws what the parser throws.
+json parse(const std::string& text, std::map<std::string, std::ptrdiff_t>& lines)
 {
     std::istringstream stream(text);
     const auto remember = [&](int depth, json::parse_event_t event, json& parsed) {
@@ -137,8 +137,8 @@ json Parse(const std::string& text, std::map<std::string, std::ptrdiff_t>& lines
     return json::parse(stream, remember, true, true);
 }
 
-// "3, column 5: what is wrong" out of the parser's own words.
-std::string PlaceAndReason(const std::string& words)
+/// "3, column 5: what is wrong" out of the parser's own words.
+std::string place_and_reason(const std::string& words)
 {
     const std::string mark = "at line ";
     const auto place = words.find(mark);
@@ -152,9 +152,9 @@ bool Script::Apply(const std::string& text, const std::string& origin)
     json entries;
     std::map<std::string, std::ptrdiff_t> lines;
     try {
-        entries = Parse(text, lines);
+        entries = parse(text, lines);
     } catch (const json::exception& error) {
-        Trouble(origin + ", line " + PlaceAndReason(error.what()));
+        Trouble(origin + ", line " + place_and_reason(error.what()));
         return false;
     }
     if (!entries.is_object()) {
@@ -164,8 +164,8 @@ bool Script::Apply(const std::string& text, const std::string& origin)
     bool all_taken = true;
     for (const auto& [key, value] : entries.items()) {
         try {
-            const auto setter = Setters().find(key);
-            if (setter == Setters().end())
+            const auto setter = setters().find(key);
+            if (setter == setters().end())
                 throw Unsuitable("is an unknown key");
             setter->second(*this, value);
         } catch (const Unsuitable& reason) {

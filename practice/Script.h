@@ -10,16 +10,16 @@
 
 namespace practice {
 
-// What the library is to do, as a test or a person's practice.json wants it. Calls are of the kinds
-// "create", "submit" and "query".
+/// What the library is to do, as a test or a person's practice.json wants it. Calls are of the
+/// kinds "create", "submit" and "query".
 struct Script
 {
-    // Takes over the entries of one JSON object. Each entry replaces what is left of its former
-    // value. An entry that is wrong is reported under the name of the origin, and left out.
-    // False when anything was left out.
+    /// Takes over the entries of one JSON object. Each entry replaces what is left of its former
+    /// value. An entry that is wrong is reported under the name of the origin, and left out.
+    /// False when anything was left out.
     bool Apply(const std::string& text, const std::string& origin);
 
-    // What is scripted for this one call; each entry works once.
+    /// What is scripted for this one call; each entry works once.
     int NextResult(const std::string& kind);
     static bool Consume(std::multiset<std::string>& kinds, const std::string& kind);
 
@@ -37,8 +37,8 @@ struct Script
     std::string owner = "you";
 };
 
-// A person's script. Each time that it is saved, or deleted, it replaces all that was scripted
-// before.
+/// A person's script. Each time that it is saved, or deleted, it replaces all that was scripted
+/// before.
 class ScriptFile
 {
 public:

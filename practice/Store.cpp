@@ -13,25 +13,25 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Nobody's on the real Workshop, whose numbers have ten digits.
-constexpr std::uint64_t kFirstItem = 900000000000001;
+/// Nobody's on the real Workshop, whose numbers have ten digits.
+constexpr std::uint64_t first_item = 900000000000001;
 
-constexpr auto kItems = "items";
-constexpr auto kStaging = "staging";
-constexpr auto kLocks = "locks";
+constexpr auto items_subfolder = "items";
+constexpr auto staging_subfolder = "staging";
+constexpr auto locks_subfolder = "locks";
 
 } // namespace
 
 NextVersion::NextVersion(FileLock item_lock, fs::path item_folder, fs::path staging_folder)
     : lock(std::move(item_lock)), item(std::move(item_folder)), staging(std::move(staging_folder))
 {
-    Settle();
+    settle();
     fs::create_directories(Folder());
 }
 
 NextVersion::~NextVersion()
 {
-    Settle();
+    settle();
 }
 
 void NextVersion::Publish() const
@@ -41,7 +41,7 @@ void NextVersion::Publish() const
     fs::rename(Folder(), item);
 }
 
-void NextVersion::Settle() const
+void NextVersion::settle() const
 {
     std::error_code error;
     // The item is away when a program was killed between the two renames.
@@ -60,22 +60,22 @@ fs::path Store::DefaultFolder()
 
 void Store::Open(const fs::path& new_folder)
 {
-    for (const char* subfolder : {kItems, kStaging, kLocks})
+    for (const char* subfolder : {items_subfolder, staging_subfolder, locks_subfolder})
         fs::create_directories(new_folder / subfolder);
     folder = new_folder;
-    for (const std::uint64_t id : Numbers(kStaging))
+    for (const std::uint64_t id : numbers_in(staging_subfolder))
         Update(id); // settles what was left
 }
 
 fs::path Store::ItemFolder(std::uint64_t id) const
 {
-    return folder / kItems / std::to_string(id);
+    return folder / items_subfolder / std::to_string(id);
 }
 
 std::uint64_t Store::Create(std::uint32_t app_id, const std::string& owner) const
 {
-    std::uint64_t id = kFirstItem;
-    for (const std::uint64_t taken : Numbers(kItems))
+    std::uint64_t id = first_item;
+    for (const std::uint64_t taken : numbers_in(items_subfolder))
         id = std::max(id, taken + 1);
     // Only one of two programs gets a number; without any there is something else amiss.
     for (int tries = 0; tries < 100; ++tries, ++id) {
@@ -112,10 +112,11 @@ std::optional<Json> Store::Item(std::uint64_t id) const
 std::unique_ptr<NextVersion> Store::Update(std::uint64_t id) const
 {
     const std::string name = std::to_string(id);
-    FileLock lock = TakeLock(folder / kLocks / name);
+    FileLock lock = TakeLock(folder / locks_subfolder / name);
     if (lock == nullptr)
         return nullptr;
-    return std::make_unique<NextVersion>(std::move(lock), ItemFolder(id), folder / kStaging / name);
+    return std::make_unique<NextVersion>(std::move(lock), ItemFolder(id),
+                                         folder / staging_subfolder / name);
 }
 
 void Store::Log(const std::string& what, int result, const std::string& reason) const
@@ -124,8 +125,8 @@ void Store::Log(const std::string& what, int result, const std::string& reason) 
     out << TimeText() + " " + what + ", result " + std::to_string(result) + ": " + reason + "\n";
 }
 
-// A name that is no number counts as 0, which is no item's.
-std::vector<std::uint64_t> Store::Numbers(const char* subfolder) const
+/// A name that is no number counts as 0, which is no item's.
+std::vector<std::uint64_t> Store::numbers_in(const char* subfolder) const
 {
     std::vector<std::uint64_t> numbers;
     for (const fs::directory_entry& entry : fs::directory_iterator(folder / subfolder)) {

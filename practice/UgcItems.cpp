@@ -10,20 +10,20 @@ namespace practice {
 
 namespace {
 
-constexpr int kPlainItem = 0; // the file type of an item of files, the only one rehearsed
+constexpr int plain_item = 0; // the file type of an item of files, the only one rehearsed
 
-constexpr std::size_t kLongestMetadata = 5000; // bytes that the Workshop accepts
-constexpr std::size_t kAnyLength = static_cast<std::size_t>(-1);
-constexpr std::size_t kLongestTag = 255; // characters that the Workshop accepts
+constexpr std::size_t longest_metadata = 5000; // bytes that the Workshop accepts
+constexpr std::size_t any_length = static_cast<std::size_t>(-1);
+constexpr std::size_t longest_tag = 255; // characters that the Workshop accepts
 
-std::optional<Answer> AnswerCreation(std::uint32_t app, int type, int result)
+std::optional<Answer> answer_creation(std::uint32_t app, int type, int result)
 {
     const Workshop& workshop = TheWorkshop();
     std::uint64_t item = 0;
-    if (result == kDone) {
-        if (app != workshop.AppId() || type != kPlainItem) {
-            throw Refusal(kNotAcceptable, "app " + std::to_string(app) + " or file type "
-                                              + std::to_string(type) + " is not accepted");
+    if (result == result_ok) {
+        if (app != workshop.AppId() || type != plain_item) {
+            throw Refusal(result_not_acceptable, "app " + std::to_string(app) + " or file type "
+                                                     + std::to_string(type) + " is not accepted");
         }
         item = workshop.store.Create(app, workshop.script.owner);
     }
@@ -34,10 +34,10 @@ std::uint64_t CreateItem(Interface* self, std::uint32_t app, std::int32_t type) 
 {
     const auto create = [app, type] {
         return TheWorkshop().BeginCall(
-            "create", "new item", kCreateItemResult,
-            [app, type](int result) { return AnswerCreation(app, type, result); });
+            "create", "new item", create_item_result_id,
+            [app, type](int result) { return answer_creation(app, type, result); });
     };
-    return UgcCall(self, "CreateItem", kNoCall, create, app, type);
+    return UgcCall(self, "CreateItem", no_call, create, app, type);
 }
 
 std::uint64_t StartItemUpdate(Interface* self, std::uint32_t app, std::uint64_t item) noexcept
@@ -48,12 +48,12 @@ std::uint64_t StartItemUpdate(Interface* self, std::uint32_t app, std::uint64_t 
         fields.item = item;
         return TheWorkshop().last_update;
     };
-    return UgcCall(self, "StartItemUpdate", kNoHandle, start, app, item);
+    return UgcCall(self, "StartItemUpdate", no_handle, start, app, item);
 }
 
-// Null, and the caller's mistake, when there is no such update, or it was submitted already and
-// must not be.
-ItemUpdate* FindUpdate(std::uint64_t handle, bool submitted_too = false)
+/// Null, and the caller's mistake, when there is no such update, or it was submitted already and
+/// must not be.
+ItemUpdate* find_update(std::uint64_t handle, bool submitted_too = false)
 {
     const auto found = TheWorkshop().updates.find(handle);
     if (found == TheWorkshop().updates.end()
@@ -64,22 +64,22 @@ ItemUpdate* FindUpdate(std::uint64_t handle, bool submitted_too = false)
     return &found->second;
 }
 
-// All setters alike: `shown` is how the journal shows the value, `set` stores it or answers false.
+/// All setters alike: `shown` is how the journal shows the value, `set` stores it or answers false.
 template<typename Value, typename Set>
-bool SetField(const Interface* self, const char* method, std::uint64_t handle, const Value& shown,
-              Set set) noexcept
+bool set_field(const Interface* self, const char* method, std::uint64_t handle, const Value& shown,
+               Set set) noexcept
 {
     const auto find_and_set = [&] {
-        ItemUpdate* const update = FindUpdate(handle);
+        ItemUpdate* const update = find_update(handle);
         return update != nullptr && set(update->fields);
     };
     return UgcCall(self, method, false, find_and_set, handle, shown);
 }
 
-bool SetText(const Interface* self, const char* method, std::uint64_t handle, const char* text,
-             const char* key, std::size_t longest = kAnyLength) noexcept
+bool set_text(const Interface* self, const char* method, std::uint64_t handle, const char* text,
+              const char* key, std::size_t longest = any_length) noexcept
 {
-    return SetField(self, method, handle, text, [&](UpdateFields& fields) {
+    return set_field(self, method, handle, text, [&](UpdateFields& fields) {
         if (text == nullptr) {
             Mistake(std::string(method) + " with a null text");
             return false;
@@ -93,41 +93,41 @@ bool SetText(const Interface* self, const char* method, std::uint64_t handle, co
 
 bool SetItemTitle(Interface* self, std::uint64_t handle, const char* text) noexcept
 {
-    return SetText(self, "SetItemTitle", handle, text, "title");
+    return set_text(self, "SetItemTitle", handle, text, "title");
 }
 
 bool SetItemDescription(Interface* self, std::uint64_t handle, const char* text) noexcept
 {
-    return SetText(self, "SetItemDescription", handle, text, "description");
+    return set_text(self, "SetItemDescription", handle, text, "description");
 }
 
 bool SetItemMetadata(Interface* self, std::uint64_t handle, const char* text) noexcept
 {
-    return SetText(self, "SetItemMetadata", handle, text, "metadata", kLongestMetadata);
+    return set_text(self, "SetItemMetadata", handle, text, "metadata", longest_metadata);
 }
 
-// Paths are not looked at before the update is submitted.
+/// Paths are not looked at before the update is submitted.
 bool SetItemContent(Interface* self, std::uint64_t handle, const char* folder) noexcept
 {
-    return SetText(self, "SetItemContent", handle, folder, "content");
+    return set_text(self, "SetItemContent", handle, folder, "content");
 }
 
 bool SetItemPreview(Interface* self, std::uint64_t handle, const char* file) noexcept
 {
-    return SetText(self, "SetItemPreview", handle, file, "preview");
+    return set_text(self, "SetItemPreview", handle, file, "preview");
 }
 
 bool SetItemVisibility(Interface* self, std::uint64_t handle, std::int32_t visibility) noexcept
 {
-    return SetField(self, "SetItemVisibility", handle, visibility, [&](UpdateFields& fields) {
+    return set_field(self, "SetItemVisibility", handle, visibility, [&](UpdateFields& fields) {
         fields.values["visibility"] = visibility;
         return true;
     });
 }
 
-// The texts of the caller's array, which has their address and their number. Null, and the caller's
-// mistake, when it cannot be read.
-Json ReadTags(const void* array)
+/// The texts of the caller's array, which has their address and their number. Null, and the
+/// caller's mistake, when it cannot be read.
+Json read_tags(const void* array)
 {
     const char* const* texts = nullptr;
     std::int32_t count = -1;
@@ -143,7 +143,7 @@ Json ReadTags(const void* array)
     return std::vector<std::string>(texts, texts + count);
 }
 
-bool AcceptableTag(const std::string& tag)
+bool is_acceptable_tag(const std::string& tag)
 {
     std::size_t characters = 0;
     unsigned char before = 0;
@@ -156,25 +156,25 @@ bool AcceptableTag(const std::string& tag)
         before = byte;
     }
     const bool is_utf8 = Json::parse(Shown(tag)) == tag; // else some of it is replaced
-    return is_utf8 && characters > 0 && characters <= kLongestTag;
+    return is_utf8 && characters > 0 && characters <= longest_tag;
 }
 
 bool SetItemTags(Interface* self, std::uint64_t handle, const void* array) noexcept
 {
-    const Json tags = ReadTags(array);
-    return SetField(self, "SetItemTags", handle, tags, [&](UpdateFields& fields) {
-        if (tags.is_null() || !std::all_of(tags.begin(), tags.end(), AcceptableTag))
+    const Json tags = read_tags(array);
+    return set_field(self, "SetItemTags", handle, tags, [&](UpdateFields& fields) {
+        if (tags.is_null() || !std::all_of(tags.begin(), tags.end(), is_acceptable_tag))
             return false;
         fields.values["tags"] = tags;
         return true;
     });
 }
 
-// The update is over as soon as it has a result; the answer is what remains of it.
-std::optional<Answer> AnswerSubmission(std::uint64_t handle, std::uint64_t item, int result)
+/// The update is over as soon as it has a result; the answer is what remains of it.
+std::optional<Answer> answer_submission(std::uint64_t handle, std::uint64_t item, int result)
 {
     Workshop& workshop = TheWorkshop();
-    if (result == kDone && !workshop.updates.at(handle).upload->Step())
+    if (result == result_ok && !workshop.updates.at(handle).upload->Step())
         return std::nullopt;
     workshop.updates.erase(handle);
     return Answer{result,
@@ -184,22 +184,22 @@ std::optional<Answer> AnswerSubmission(std::uint64_t handle, std::uint64_t item,
 std::uint64_t SubmitItemUpdate(Interface* self, std::uint64_t handle, const char* note) noexcept
 {
     const auto submit = [&] {
-        ItemUpdate* const update = FindUpdate(handle);
+        ItemUpdate* const update = find_update(handle);
         if (update == nullptr)
-            return kNoCall;
+            return no_call;
         Workshop& workshop = TheWorkshop();
         const std::uint64_t item = update->fields.item;
         const std::uint64_t call = workshop.BeginCall(
-            "submit", "item " + std::to_string(item), kSubmitItemUpdateResult,
-            [handle, item](int result) { return AnswerSubmission(handle, item, result); });
-        if (call != kNoCall) {
+            "submit", "item " + std::to_string(item), submit_item_update_result_id,
+            [handle, item](int result) { return answer_submission(handle, item, result); });
+        if (call != no_call) {
             update->fields.change_note = note != nullptr ? note : ""; // null: no note
             update->upload = std::make_unique<Upload>(workshop.store, workshop.script,
                                                       workshop.AppId(), update->fields);
         }
         return call;
     };
-    return UgcCall(self, "SubmitItemUpdate", kNoCall, submit, handle, note);
+    return UgcCall(self, "SubmitItemUpdate", no_call, submit, handle, note);
 }
 
 std::int32_t GetItemUpdateProgress(Interface* self, std::uint64_t handle, std::uint64_t* done,
@@ -208,7 +208,7 @@ std::int32_t GetItemUpdateProgress(Interface* self, std::uint64_t handle, std::u
     return Guarded(0, [&] {
         Progress seen;
         const ItemUpdate* const update =
-            InUse(self, "GetItemUpdateProgress") ? FindUpdate(handle, true) : nullptr;
+            InUse(self, "GetItemUpdateProgress") ? find_update(handle, true) : nullptr;
         if (update != nullptr && update->upload != nullptr)
             seen = update->upload->Seen();
         if (done == nullptr || total == nullptr) {

@@ -10,8 +10,8 @@ namespace practice {
 
 namespace {
 
-// Null, and the caller's mistake, when there is no such query.
-ItemQuery* OpenQuery(std::uint64_t handle)
+/// Null, and the caller's mistake, when there is no such query.
+ItemQuery* open_query(std::uint64_t handle)
 {
     const auto found = TheWorkshop().queries.find(handle);
     if (found == TheWorkshop().queries.end()) {
@@ -28,19 +28,19 @@ std::uint64_t CreateQueryUGCDetailsRequest(Interface* self, const std::uint64_t*
     const auto create = [&] {
         if (wanted.empty()) {
             Mistake("a query for no items");
-            return kNoHandle;
+            return no_handle;
         }
         TheWorkshop().LookAtScriptFile();
         TheWorkshop().queries[++TheWorkshop().last_query].items = wanted;
         return TheWorkshop().last_query;
     };
-    return UgcCall(self, "CreateQueryUGCDetailsRequest", kNoHandle, create, wanted);
+    return UgcCall(self, "CreateQueryUGCDetailsRequest", no_handle, create, wanted);
 }
 
-std::optional<Answer> AnswerQuery(std::uint64_t handle, int result)
+std::optional<Answer> answer_query(std::uint64_t handle, int result)
 {
     std::uint32_t returned = 0;
-    if (result == kDone) {
+    if (result == result_ok) {
         ItemQuery& query = TheWorkshop().queries.at(handle);
         query.answered = true;
         returned = static_cast<std::uint32_t>(query.items.size());
@@ -51,17 +51,17 @@ std::optional<Answer> AnswerQuery(std::uint64_t handle, int result)
 std::uint64_t SendQueryUGCRequest(Interface* self, std::uint64_t handle) noexcept
 {
     const auto send = [handle] {
-        if (OpenQuery(handle) == nullptr)
-            return kNoCall;
-        return TheWorkshop().BeginCall("query", "query", kQueryCompleted, [handle](int result) {
-            return AnswerQuery(handle, result);
+        if (open_query(handle) == nullptr)
+            return no_call;
+        return TheWorkshop().BeginCall("query", "query", query_completed_id, [handle](int result) {
+            return answer_query(handle, result);
         });
     };
-    return UgcCall(self, "SendQueryUGCRequest", kNoCall, send, handle);
+    return UgcCall(self, "SendQueryUGCRequest", no_call, send, handle);
 }
 
-// Empty when the item has none, or is not to have one.
-std::string PreviewAddress(const ItemQuery& query, std::uint32_t index)
+/// Empty when the item has none, or is not to have one.
+std::string preview_address(const ItemQuery& query, std::uint32_t index)
 {
     const Workshop& workshop = TheWorkshop();
     if (!query.answered || index >= query.items.size() || workshop.script.preview.kind == "none")
@@ -81,8 +81,8 @@ bool GetQueryUGCPreviewURL(Interface* self, std::uint64_t handle, std::uint32_t 
                            std::uint32_t size) noexcept
 {
     const auto get = [&] {
-        const ItemQuery* const query = OpenQuery(handle);
-        const std::string address = query != nullptr ? PreviewAddress(*query, index) : "";
+        const ItemQuery* const query = open_query(handle);
+        const std::string address = query != nullptr ? preview_address(*query, index) : "";
         if (buffer == nullptr || size == 0) {
             Mistake("nowhere to put the address of a preview");
             return false;

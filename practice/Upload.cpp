@@ -12,61 +12,61 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Limits that the Workshop enforces, in bytes.
-constexpr std::size_t kLongestTitle = 128;
-constexpr std::size_t kLongestText = 7999; // 8000 with the terminator
-constexpr std::size_t kSmallestPreview = 16;
-constexpr std::size_t kPreviewTooLarge = std::size_t{1024} * 1024;
+/// Limits that the Workshop enforces, in bytes.
+constexpr std::size_t longest_title = 128;
+constexpr std::size_t longest_text = 7999; // 8000 with the terminator
+constexpr std::size_t smallest_preview = 16;
+constexpr std::size_t preview_limit = std::size_t{1024} * 1024;
 
-// Whoever removes a folder has all its levels open at once, and systems allow a thousand or so.
-constexpr int kDeepestFolder = 500;
-// A pump holds up the caller's window.
-constexpr int kMostFilesPerPump = 1000;
+/// Whoever removes a folder has all its levels open at once, and systems allow a thousand or so.
+constexpr int deepest_folder = 500;
+/// A pump holds up the caller's window.
+constexpr int most_files_per_pump = 1000;
 
-constexpr std::array<const char*, 4> kVisibilities = {"public", "friends", "private", "unlisted"};
+constexpr std::array<const char*, 4> visibilities = {"public", "friends", "private", "unlisted"};
 
-std::string Name(const fs::path& path)
+std::string quoted(const fs::path& path)
 {
     return Shown(path.u8string());
 }
 
-bool StartsWith(const std::string& bytes, const std::string& start)
+bool starts_with(const std::string& bytes, const std::string& start)
 {
     return bytes.compare(0, start.size(), start) == 0;
 }
 
-// PNG, JPEG or GIF by what the file holds, whatever its name.
-bool IsImage(const std::string& bytes)
+/// PNG, JPEG or GIF by what the file holds, whatever its name.
+bool is_image(const std::string& bytes)
 {
-    return StartsWith(bytes, "\x89PNG\r\n\x1a\n") || StartsWith(bytes, "\xff\xd8\xff")
-           || StartsWith(bytes, "GIF87a") || StartsWith(bytes, "GIF89a");
+    return starts_with(bytes, "\x89PNG\r\n\x1a\n") || starts_with(bytes, "\xff\xd8\xff")
+           || starts_with(bytes, "GIF87a") || starts_with(bytes, "GIF89a");
 }
 
-std::string ReadPreview(const fs::path& file)
+std::string read_preview(const fs::path& file)
 {
     const auto refuse_if = [&file](bool wrong, int result, const std::string& why) {
         if (wrong)
-            throw Refusal(result, "the preview " + Name(file) + " " + why);
+            throw Refusal(result, "the preview " + quoted(file) + " " + why);
     };
     std::error_code error;
-    refuse_if(!file.is_absolute() || !fs::is_regular_file(file, error), kNotFound,
+    refuse_if(!file.is_absolute() || !fs::is_regular_file(file, error), result_not_found,
               "is not the full path of a file");
     const auto size = fs::file_size(file, error);
-    refuse_if(!error && size >= kPreviewTooLarge, kTooLarge,
+    refuse_if(!error && size >= preview_limit, result_too_large,
               "has " + std::to_string(size) + " bytes, and must have less than 1 MiB");
     auto bytes = FileBytes(file);
-    refuse_if(error || !bytes, kNotFound, "cannot be read");
-    refuse_if(bytes->size() < kSmallestPreview, kNotAcceptable, "has less than 16 bytes");
-    refuse_if(!IsImage(*bytes), kNotFound, "is not PNG, JPEG or GIF");
+    refuse_if(error || !bytes, result_not_found, "cannot be read");
+    refuse_if(bytes->size() < smallest_preview, result_not_acceptable, "has less than 16 bytes");
+    refuse_if(!is_image(*bytes), result_not_found, "is not PNG, JPEG or GIF");
     return std::move(*bytes);
 }
 
-void CheckLength(const char* what, const std::string& text, std::size_t longest)
+void check_length(const char* what, const std::string& text, std::size_t longest)
 {
     if (text.size() > longest) {
-        throw Refusal(kNotAcceptable, std::string(what) + " has " + std::to_string(text.size())
-                                          + " bytes, at most " + std::to_string(longest)
-                                          + " are accepted");
+        throw Refusal(result_not_acceptable, std::string(what) + " has "
+                                                 + std::to_string(text.size()) + " bytes, at most "
+                                                 + std::to_string(longest) + " are accepted");
     }
 }
 
@@ -77,14 +77,14 @@ Upload::Upload(const Store& the_store, const Script& the_script, std::uint32_t a
     : store(the_store), script(the_script), program_app_id(app_of_the_program),
       fields(std::move(wanted))
 {
-    phases = {{1, &Upload::CheckFields}};
+    phases = {{1, &Upload::check_fields}};
     if (fields.values.contains("content")) {
-        phases.push_back({2, &Upload::ListContent});
-        phases.push_back({3, &Upload::CopyContent});
+        phases.push_back({2, &Upload::list_content});
+        phases.push_back({3, &Upload::copy_content});
     }
-    phases.push_back({4, &Upload::WritePreview});
-    phases.push_back({5, &Upload::WriteItem});
-    phases.push_back({5, &Upload::Publish});
+    phases.push_back({4, &Upload::write_preview});
+    phases.push_back({5, &Upload::write_item});
+    phases.push_back({5, &Upload::publish});
     progress.status = 1;
 }
 
@@ -97,72 +97,73 @@ bool Upload::Step()
     return current_phase == phases.size();
 }
 
-Json Upload::ItemOfTheProgram() const
+Json Upload::item_of_the_program() const
 {
     const std::string program = std::to_string(program_app_id);
     if (fields.app_id != program_app_id) {
-        throw Refusal(kNotAcceptable, "the update is for app " + std::to_string(fields.app_id)
-                                          + ", the program runs as app " + program);
+        throw Refusal(result_not_acceptable, "the update is for app "
+                                                 + std::to_string(fields.app_id)
+                                                 + ", the program runs as app " + program);
     }
     const std::optional<Json> found = store.Item(fields.item);
     if (!found)
-        throw Refusal(kNotFound, "there is no such item");
+        throw Refusal(result_not_found, "there is no such item");
     if (found->value("app_id", 0U) != program_app_id)
-        throw Refusal(kNotAcceptable, "the item belongs to another app");
+        throw Refusal(result_not_acceptable, "the item belongs to another app");
     if (found->value("owner", "") != script.owner)
-        throw Refusal(kNotAllowed, "the item belongs to another account");
+        throw Refusal(result_not_allowed, "the item belongs to another account");
     return *found;
 }
 
-bool Upload::CheckFields()
+bool Upload::check_fields()
 {
-    ItemOfTheProgram();
+    item_of_the_program();
     version = store.Update(fields.item);
     if (version == nullptr)
-        throw Refusal(kAlreadyRunning, "another update of the item is running");
-    item = ItemOfTheProgram(); // as the update before this one has left it
-    CheckLength("the title", fields.values.value("title", ""), kLongestTitle);
-    CheckLength("the description", fields.values.value("description", ""), kLongestText);
-    CheckLength("the change note", fields.change_note, kLongestText);
+        throw Refusal(result_already_running, "another update of the item is running");
+    item = item_of_the_program(); // as the update before this one has left it
+    check_length("the title", fields.values.value("title", ""), longest_title);
+    check_length("the description", fields.values.value("description", ""), longest_text);
+    check_length("the change note", fields.change_note, longest_text);
     const auto visibility = fields.values.find("visibility");
     if (visibility != fields.values.end()) {
-        if (*visibility < 0 || *visibility >= kVisibilities.size())
-            throw Refusal(kNotAcceptable, "there is no visibility " + Shown(*visibility));
-        *visibility = kVisibilities.at(visibility->get<std::size_t>());
+        if (*visibility < 0 || *visibility >= visibilities.size())
+            throw Refusal(result_not_acceptable, "there is no visibility " + Shown(*visibility));
+        *visibility = visibilities.at(visibility->get<std::size_t>());
     }
     const fs::path preview = fs::u8path(fields.values.value("preview", ""));
     if (!preview.empty()) // without a path the item keeps the one that it has
-        new_preview = ReadPreview(preview);
+        new_preview = read_preview(preview);
     return true;
 }
 
-bool Upload::ListContent()
+bool Upload::list_content()
 {
     const fs::path root = fs::u8path(fields.values.value("content", ""));
     const auto refuse = [&root](int result, const std::string& why) {
-        throw Refusal(result, "the content folder " + Name(root) + " " + why);
+        throw Refusal(result, "the content folder " + quoted(root) + " " + why);
     };
     std::error_code error;
     if (!root.is_absolute() || !fs::is_directory(root, error))
-        refuse(kNotFound, "is not the full path of a folder");
+        refuse(result_not_found, "is not the full path of a folder");
     fs::create_directories(version->Folder() / "content");
     fs::recursive_directory_iterator at(root, error);
     while (!error && at != fs::recursive_directory_iterator()) {
-        if (at.depth() > kDeepestFolder) {
-            refuse(kNotAcceptable, "has folders within folders, more than "
-                                       + std::to_string(kDeepestFolder) + " deep");
+        if (at.depth() > deepest_folder) {
+            refuse(result_not_acceptable, "has folders within folders, more than "
+                                              + std::to_string(deepest_folder) + " deep");
         }
-        ListEntry(root, *at);
+        list_entry(root, *at);
         at.increment(error);
     }
     if (error || files.empty())
-        refuse(kNotFound, error ? "cannot be read" : "holds no file");
+        refuse(result_not_found, error ? "cannot be read" : "holds no file");
     std::sort(files.begin(), files.end(),
               [](const ContentFile& a, const ContentFile& b) { return a.name < b.name; });
     return true;
 }
 
-void Upload::ListEntry(const fs::path& root, const fs::directory_entry& entry)
+void Upload::list_entry(const fs::path& root, const fs::directory_entry& entry)
 {
     const fs::path name = entry.path().lexically_relative(root);
     std::error_code error;
@@ -173,16 +174,16 @@ void Upload::ListEntry(const fs::path& root, const fs::directory_entry& entry)
         fs::create_directories(version->Folder() / "content" / name);
     } else {
         // Links to folders could lead round in a circle; sockets and the like cannot be copied.
-        Note("left out of the content: " + Name(name));
+        Note("left out of the content: " + quoted(name));
     }
 }
 
-bool Upload::CopyContent()
+bool Upload::copy_content()
 {
     auto budget = static_cast<std::uint64_t>(script.bytes_per_pump);
-    int left_of_files = kMostFilesPerPump;
+    int left_of_files = most_files_per_pump;
     while (current_file < files.size() && budget > 0 && left_of_files-- > 0) {
-        CopyPart(files[current_file], budget);
+        copy_part(files[current_file], budget);
         current_file += in.is_open() ? 0 : 1;
     }
     progress.done = copied_bytes;
@@ -190,16 +191,16 @@ bool Upload::CopyContent()
     return current_file == files.size();
 }
 
-// Closes the file when it is through.
-void Upload::CopyPart(const ContentFile& file, std::uint64_t& budget)
+/// Closes the file when it is through.
+void Upload::copy_part(const ContentFile& file, std::uint64_t& budget)
 {
     const auto refuse = [&file](int result, const std::string& why) {
-        throw Refusal(result, "the content file " + Name(file.name) + " " + why);
+        throw Refusal(result, "the content file " + quoted(file.name) + " " + why);
     };
     if (!in.is_open()) {
         in = OpenFile(fs::u8path(fields.values.value("content", "")) / file.name);
         if (!in.is_open())
-            refuse(kNotFound, "cannot be read");
+            refuse(result_not_found, "cannot be read");
         out = std::ofstream(version->Folder() / "content" / file.name, std::ios::binary);
         copied_of_file = 0;
     }
@@ -209,7 +210,7 @@ void Upload::CopyPart(const ContentFile& file, std::uint64_t& budget)
             std::min<std::uint64_t>({budget, file.size - copied_of_file, buffer.size()});
         in.read(buffer.data(), static_cast<std::streamsize>(wanted));
         if (!in)
-            refuse(kFailure, "shrank while it was uploaded");
+            refuse(result_failure, "shrank while it was uploaded");
         out.write(buffer.data(), static_cast<std::streamsize>(wanted));
         budget -= wanted;
         copied_of_file += wanted;
@@ -218,14 +219,14 @@ void Upload::CopyPart(const ContentFile& file, std::uint64_t& budget)
     if (copied_of_file < file.size)
         return;
     if (in.peek() != std::ifstream::traits_type::eof())
-        refuse(kFailure, "grew while it was uploaded");
+        refuse(result_failure, "grew while it was uploaded");
     in.close();
     out.close();
     if (!out)
-        refuse(kFailure, "cannot be written into the store");
+        refuse(result_failure, "cannot be written into the store");
 }
 
-bool Upload::WritePreview()
+bool Upload::write_preview()
 {
     const fs::path kept = store.ItemFolder(fields.item) / "preview";
     if (!new_preview.empty())
@@ -235,7 +236,7 @@ bool Upload::WritePreview()
     return true;
 }
 
-bool Upload::WriteItem()
+bool Upload::write_item()
 {
     const fs::path former = store.ItemFolder(fields.item);
     for (const char* key : {"title", "description", "visibility", "tags", "metadata"})
@@ -261,7 +262,7 @@ bool Upload::WriteItem()
     return true;
 }
 
-bool Upload::Publish()
+bool Upload::publish()
 {
     version->Publish();
     return true;

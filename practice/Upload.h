@@ -13,7 +13,7 @@
 
 namespace practice {
 
-// How far an update is, in the numbers that its caller knows.
+/// How far an update is, in the numbers that its caller knows.
 struct Progress
 {
     int status = 0;
@@ -21,27 +21,27 @@ struct Progress
     std::uint64_t total = 0;
 };
 
-// What the caller wants changed; a field that was never set keeps its former value.
+/// What the caller wants changed; a field that was never set keeps its former value.
 struct UpdateFields
 {
     std::uint32_t app_id = 0;
     std::uint64_t item = 0;
-    // By their names in item.json, the visibility as a number, and the paths "content" and
-    // "preview".
+    /// By their names in item.json, the visibility as a number, and the paths "content" and
+    /// "preview".
     Json values = Json::object();
     std::string change_note;
 };
 
-// One update on its way into the store, a step for each pump. Destroying it takes back what is not
-// in the item's place yet.
+/// One update on its way into the store, a step for each pump. Destroying it takes back what is not
+/// in the item's place yet.
 class Upload
 {
 public:
-    // The store and the script must outlive it.
+    /// The store and the script must outlive it.
     Upload(const Store& the_store, const Script& the_script, std::uint32_t app_of_the_program,
            UpdateFields wanted);
 
-    // True when the update is through; throws what went wrong.
+    /// True when the update is through; throws what went wrong.
     bool Step();
 
     const Progress& Seen() const { return progress; }
@@ -59,16 +59,16 @@ private:
         std::uint64_t size = 0;
     };
 
-    bool CheckFields();
-    bool ListContent();
-    void ListEntry(const std::filesystem::path& root,
-                   const std::filesystem::directory_entry& entry);
-    bool CopyContent();
-    void CopyPart(const ContentFile& file, std::uint64_t& budget);
-    bool WritePreview();
-    bool WriteItem();
-    bool Publish();
-    Json ItemOfTheProgram() const;
+    bool check_fields();
+    bool list_content();
+    void list_entry(const std::filesystem::path& root,
+                    const std::filesystem::directory_entry& entry);
+    bool copy_content();
+    void copy_part(const ContentFile& file, std::uint64_t& budget);
+    bool write_preview();
+    bool write_item();
+    bool publish();
+    Json item_of_the_program() const;
 
     const Store& store;
     const Script& script;

@@ -12,13 +12,13 @@ namespace practice {
 
 namespace {
 
-// Codes of the newer start calls.
-constexpr int kStarted = 0;
-constexpr int kStartFailed = 1;
-constexpr int kNoClient = 2;
+/// Codes of the newer start calls.
+constexpr int start_ok = 0;
+constexpr int start_failed = 1;
+constexpr int start_without_client = 2;
 
-// Zero when the text is not the number of an app.
-std::uint32_t AppIdFrom(const std::string& text)
+/// Zero when the text is not the number of an app.
+std::uint32_t app_id_from(const std::string& text)
 {
     std::istringstream in(text);
     std::int64_t number = 0;
@@ -28,14 +28,14 @@ std::uint32_t AppIdFrom(const std::string& text)
     return is_app ? static_cast<std::uint32_t>(number) : 0;
 }
 
-// Looked for where a real client looks for it.
-std::uint32_t FindAppId()
+/// Looked for where a real client looks for it.
+std::uint32_t find_app_id()
 {
-    const std::uint32_t named = AppIdFrom(Environment("SteamAppId"));
-    return named != 0 ? named : AppIdFrom(FileBytes("steam_appid.txt").value_or(""));
+    const std::uint32_t named = app_id_from(Environment("SteamAppId"));
+    return named != 0 ? named : app_id_from(FileBytes("steam_appid.txt").value_or(""));
 }
 
-void Introduce(const std::filesystem::path& folder)
+void introduce(const std::filesystem::path& folder)
 {
     static bool introduced = false;
     if (std::exchange(introduced, true))
@@ -58,9 +58,9 @@ Workshop& TheWorkshop()
 StartOutcome Workshop::Start()
 {
     if (started)
-        return {kStarted, ""};
-    StartOutcome outcome = TryToStart();
-    started = outcome.code == kStarted;
+        return {start_ok, ""};
+    StartOutcome outcome = try_to_start();
+    started = outcome.code == start_ok;
     if (started)
         ++start_number;
     else
@@ -68,23 +68,24 @@ StartOutcome Workshop::Start()
     return outcome;
 }
 
-StartOutcome Workshop::TryToStart()
+StartOutcome Workshop::try_to_start()
 {
     try {
         const std::filesystem::path folder = Store::DefaultFolder();
-        Introduce(folder);
+        introduce(folder);
         store.Open(folder);
         KeepJournalIn(folder / "journal.txt");
     } catch (const std::exception& error) {
-        return {kStartFailed, std::string("the store cannot be opened: ") + error.what()};
+        return {start_failed, std::string("the store cannot be opened: ") + error.what()};
     }
     LookAtScriptFile();
     if (script.start_fails)
-        return {kNoClient, "rehearsed: no Steam client is running (\"start\" in practice.json)"};
-    app_id = FindAppId();
+        return {start_without_client,
+                "rehearsed: no Steam client is running (\"start\" in practice.json)"};
+    app_id = find_app_id();
     if (app_id == 0)
-        return {kStartFailed, "no app id, neither in SteamAppId nor in steam_appid.txt"};
-    return {kStarted, ""};
+        return {start_failed, "no app id, neither in SteamAppId nor in steam_appid.txt"};
+    return {start_ok, ""};
 }
 
 void Workshop::Stop()
@@ -133,11 +134,11 @@ std::uint64_t Workshop::BeginCall(const std::string& kind, const std::string& wh
     return calls.Add(callback_id, [=]() mutable -> std::optional<Answer> {
         if (silent || --pumps_left > 0)
             return std::nullopt;
-        int failure = result == kDone ? kFailure : result;
+        int failure = result == result_ok ? result_failure : result;
         std::string reason = io_failure ? "rehearsed: the call itself failed" : "rehearsed";
         try {
-            if (result == kDone && !io_failure)
-                return work(kDone);
+            if (result == result_ok && !io_failure)
+                return work(result_ok);
         } catch (const Refusal& refusal) {
             failure = refusal.result;
             reason = refusal.what();

@@ -14,7 +14,7 @@
 
 namespace practice {
 
-// An update that the caller is filling in, or that is on its way.
+/// An update that the caller is filling in, or that is on its way.
 struct ItemUpdate
 {
     UpdateFields fields;
@@ -27,39 +27,39 @@ struct ItemQuery
     bool answered = false;
 };
 
-// Outcome of a start, in the codes that newer libraries use.
+/// Outcome of a start, in the codes that newer libraries use.
 struct StartOutcome
 {
     int code = 0;
     std::string reason;
 };
 
-// Everything that this process has with the library.
+/// Everything that this process has with the library.
 class Workshop
 {
 public:
     StartOutcome Start();
     void Stop();
 
-    // Back to the state of a fresh process; what is on disk stays.
+    /// Back to the state of a fresh process; what is on disk stays.
     void Reset();
 
     bool Started() const { return started; }
     unsigned StartNumber() const { return start_number; }
     std::uint32_t AppId() const { return app_id; }
 
-    // Takes over what was scripted since.
+    /// Takes over what was scripted since.
     void LookAtScriptFile() { script_file.Look(store.Folder() / "practice.json", script); }
 
-    // True, and reported, when the script wants the client to lack this interface.
+    /// True, and reported, when the script wants the client to lack this interface.
     bool Lacks(const std::string& version) const;
 
-    // One pump's share of a call, as long as its result is success; an answer when it is through.
-    // Any other result is to be answered at once. May throw why it fails.
+    /// One pump's share of a call, as long as its result is success; an answer when it is through.
+    /// Any other result is to be answered at once. May throw why it fails.
     using Work = std::function<std::optional<Answer>(int result)>;
 
-    // Begins a call as the script wants it, and returns its number, 0 when it is not accepted. The
-    // store's log names it by `what` when it fails.
+    /// Begins a call as the script wants it, and returns its number, 0 when it is not accepted. The
+    /// store's log names it by `what` when it fails.
     std::uint64_t BeginCall(const std::string& kind, const std::string& what, int callback_id,
                             const Work& work);
 
@@ -72,7 +72,7 @@ public:
     std::uint64_t last_query = 2000;
 
 private:
-    StartOutcome TryToStart();
+    StartOutcome try_to_start();
 
     ScriptFile script_file;
     bool started = false;
