@@ -254,6 +254,10 @@ private slots:
     void plays_the_scenarios()
     {
         QFETCH(QJsonObject, test_case);
+        const QStringList entries{"name", "load", "mod",  "picture", "start", "script",   "marker", "notes",
+                                  "ends", "log",  "says", "reason",  "id",    "progress", "armed"};
+        for (const QString& entry : test_case.keys())
+            QVERIFY2(entries.contains(entry), qPrintable(entry)); // a misspelt one would be passed over
         prepare(test_case);
         const QStringList log_before = log();
         const QString marker = mod_folder() + "/disable.it";
