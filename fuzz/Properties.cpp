@@ -133,6 +133,6 @@ void Properties::Metadata(const QByteArray& xml)
 void Properties::Preview(const QByteArray& picture)
 {
     const QPixmap pixmap = PreviewPicture::FromData(picture);
-    require(qint64{pixmap.width()} * pixmap.height() <= qint64{32} * 1024 * 1024,
+    require(qint64{pixmap.width()} * pixmap.height() <= qint64{8} * 1024 * 1024,
             "a preview is bearable");
 }

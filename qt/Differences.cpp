@@ -14,9 +14,6 @@ void QtDifferences::FollowScale()
     QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
 }
 
-void QtDifferences::LiftPictureLimit()
-{} // there is none
-
 void QtDifferences::ReadUtf8(QTextStream& stream)
 {
     stream.setCodec("UTF-8");
@@ -31,7 +28,6 @@ bool QtDifferences::SetContent(QDomDocument& document, const QString& xml, QStri
 #else
 
 #include <QDomDocument>
-#include <QImageReader>
 #include <QXmlDefaultHandler>
 #include <QXmlSimpleReader>
 
@@ -105,11 +101,6 @@ private:
 
 void QtDifferences::FollowScale()
 {} // unasked
-
-void QtDifferences::LiftPictureLimit()
-{
-    QImageReader::setAllocationLimit(0);
-}
 
 void QtDifferences::ReadUtf8(QTextStream&)
 {} // unasked

@@ -11,9 +11,6 @@ namespace QtDifferences {
 /// Lets the program follow the scale of the screen. To be called before the application is made.
 void FollowScale();
 
-/// Lifts the toolkit's own limit for the memory of a picture.
-void LiftPictureLimit();
-
 /// Makes `stream` read UTF-8, whatever the locale.
 void ReadUtf8(QTextStream& stream);
 

@@ -730,8 +730,20 @@ private slots:
         choose_file("ChangePreview", QString());
         QCOMPARE(window->GetModDescriptor().preview_path, path);
 
-        // Not a picture, or one without measure: nothing to show, but it is what will be sent.
-        for (const QByteArray& bad : {QByteArray("not a picture"), picture(QSize(6000, 6000))}) {
+        // A BMP from top to bottom; a PNG whose colours and transparency are in tables of their own.
+        QVERIFY(QImage::fromData(picture(QSize(20, 10))).save(path, "BMP"));
+        write_file(path, read_file(path).replace(22, 4, "\xF6\xFF\xFF\xFF")); // the height, -10
+        choose_file("ChangePreview", path);
+        QCOMPARE(label("ModPreview").pixmap(Qt::ReturnByValue).size(), QSize(20, 10));
+        QImage indexed(20, 10, QImage::Format_Indexed8);
+        indexed.setColorTable({qRgba(255, 0, 0, 51)});
+        indexed.fill(0);
+        QVERIFY(indexed.save(path, "PNG"));
+        choose_file("ChangePreview", path);
+        QCOMPARE(label("ModPreview").pixmap(Qt::ReturnByValue).toImage().pixelColor(5, 5), QColor(255, 0, 0, 51));
+
+        // Not a picture, or one that is too large: nothing to show, but it is what will be sent.
+        for (const QByteArray& bad : {QByteArray("not a picture"), picture(QSize(4096, 2049))}) {
             write_file(folder->path() + "/bad.png", bad);
             choose_file("ChangePreview", folder->path() + "/bad.png");
             QVERIFY(label("ModPreview").pixmap(Qt::ReturnByValue).isNull());

@@ -1,89 +1,109 @@
 #include "widgets/PreviewPicture.h"
 
-#include "qt/Differences.h"
-
-#include <QBuffer>
 #include <QFile>
 #include <QFileInfo>
 #include <QImageReader>
 #include <QtEndian>
 
 #include <algorithm>
+#include <cstdlib>
+#include <ctime>
+#include <utility>
 
 namespace {
 
-/// A few hundred bytes can unpack to gigabytes. 32 million pixels take 128 MiB (twice that with
-/// 16 bits for each colour), far above any picture that fits into the Workshop's limit of 1 MiB in
-/// earnest.
-constexpr qint64 max_pixels = qint64{32} * 1024 * 1024;
-/// What a picture of that size takes with 16 bits for each colour and nothing packed.
-constexpr qint64 max_file_bytes = max_pixels * 8;
-/// Each can unpack to 8 MB, and is unpacked although nobody looks at it.
-constexpr int max_packed_texts = 16;
+/// A few hundred bytes can unpack to gigabytes. 8 million pixels are a screen of 3840 x 2160, far
+/// more than a preview has, which must be smaller than 1 MiB. Decoding takes up to 12 bytes a pixel
+/// (a progressive JPEG with four colours).
+constexpr qint64 max_pixels = qint64{8} * 1024 * 1024;
+/// A BMP of that size.
+constexpr qint64 max_file_bytes = max_pixels * 4 + qint64{64} * 1024;
 /// A progressive JPEG has some ten scans. Each goes over all pixels, and takes ten bytes of file.
-constexpr int max_scans_of_largest = 100;
+constexpr int max_scans = 32;
+/// Processor time: what else the computer does must not decide which pictures are shown.
+constexpr std::clock_t max_time = CLOCKS_PER_SEC / 2;
 
-/// The formats of Qt itself, which tell the size of a picture before they unpack it. Plugins that
-/// others have installed need not: a vector format, for one, is unpacked and read whole for its
-/// size, and may hold further pictures.
+/// The formats of Qt itself that previews have. They tell the size of a picture before they unpack
+/// it; plugins that others have installed need not.
 bool is_known(const QByteArray& format)
 {
-    static const QList<QByteArray> known{"bmp", "cur", "gif", "ico", "jpeg", "pbm",
-                                         "pgm", "png", "ppm", "xbm", "xpm"};
+    static const QList<QByteArray> known{"bmp", "gif", "jpeg", "png"};
     return known.contains(format);
 }
 
-/// The number at `place`; 0 where there is none.
-template<typename Number>
-Number little_endian(const QByteArray& data, qint64 place)
+/// The data of an image, which end early once decoding has taken too long. The number of pixels
+/// does not limit that: decoders also unpack what follows the last pixel, and get slower with every
+/// comment.
+class TimedData final : public QIODevice
 {
-    if (place > data.size() - qint64{sizeof(Number)})
-        return 0;
-    return qFromLittleEndian<Number>(data.constData() + place);
+public:
+    explicit TimedData(QByteArray new_data) : data(std::move(new_data))
+    {
+        QIODevice::open(QIODevice::ReadOnly);
+    }
+
+    qint64 size() const override { return data.size(); }
+    bool is_late() const { return std::clock() - start > max_time; }
+
+protected:
+    qint64 readData(char* target, qint64 most) override
+    {
+        const qint64 length = is_late() ? 0 : std::min(most, data.size() - pos());
+        std::copy_n(data.constData() + pos(), length, target);
+        return length;
+    }
+
+    qint64 writeData(const char* /*source*/, qint64 /*length*/) override { return -1; }
+
+private:
+    const QByteArray data;
+    const std::clock_t start = std::clock();
+};
+
+/// The PNG with nothing but its pixels. A compressed text of 8 KB takes 50 MiB while it is read.
+QByteArray without_texts(const QByteArray& png)
+{
+    static const QList<QByteArray> needed{"IHDR", "PLTE", "tRNS", "IDAT", "IEND"};
+    constexpr int around_content = 12; // length, kind and checksum
+    QByteArray result = png.left(8);
+    int length = 0;
+    for (int place = 8; place + around_content <= png.size(); place += length) {
+        const qint64 claimed = qFromBigEndian<quint32>(png.constData() + place);
+        length = static_cast<int>(std::min<qint64>(around_content + claimed, png.size() - place));
+        if (needed.contains(png.mid(place + 4, 4)))
+            result += png.mid(place, length);
+    }
+    return result;
 }
 
+/// A BMP that is stored from top to bottom has a negative height.
 bool is_within_limit(const QSize& size)
 {
-    return qint64{size.width()} * size.height() <= max_pixels;
+    const qint64 pixels = size.width() * std::abs(qint64{size.height()});
+    return pixels > 0 && pixels <= max_pixels;
 }
 
 /// The reader tells the size of the first frame but unpacks the screen. It takes a screen without a
 /// width or height from a frame, which may be any.
-bool is_bearable_gif(const QByteArray& data)
+QSize gif_screen(const QByteArray& gif)
 {
-    const QSize screen(little_endian<quint16>(data, 6), little_endian<quint16>(data, 8));
-    return !screen.isEmpty() && is_within_limit(screen);
-}
-
-/// The first picture of an icon has a header of its own, which is what counts.
-bool is_bearable_icon(const QByteArray& data)
-{
-    const qint64 length = little_endian<quint32>(data, 14); // is allocated as it stands
-    const qint64 picture = little_endian<quint32>(data, 18);
-    const auto number = [&data, picture](qint64 place) {
-        return little_endian<qint32>(data, picture + place);
-    };
-    const bool is_png = number(0) == 0x474E5089; // the first bytes, the last one highest
-    const QSize size =
-        is_png ? QSize(qbswap(number(16)), qbswap(number(20))) : QSize(number(4), number(8));
-    return length <= data.size() && is_within_limit(size);
+    if (gif.size() < 10)
+        return {};
+    return {qFromLittleEndian<quint16>(gif.constData() + 6),
+            qFromLittleEndian<quint16>(gif.constData() + 8)};
 }
 
 /// Judges by the headers; nothing is unpacked yet.
 bool is_bearable(const QByteArray& data, const QImageReader& reader)
 {
     const QByteArray format = reader.format();
-    const QSize size = is_known(format) ? reader.size() : QSize();
-    if (!size.isValid() || !is_within_limit(size))
+    if (!is_known(format) || !is_within_limit(reader.size()))
         return false;
-    if (format == "jpeg") {
-        const qint64 scans = data.count("\xFF\xDA");
-        return scans * size.width() * size.height() <= max_pixels * max_scans_of_largest;
-    }
     if (format == "gif")
-        return is_bearable_gif(data);
-    if (format == "ico" || format == "cur")
-        return is_bearable_icon(data);
+        return is_within_limit(gif_screen(data));
+    // Comments take six times their size; the pixels of a JPEG take less than a byte each.
+    if (format == "jpeg")
+        return data.count("\xFF\xDA") <= max_scans;
     return true;
 }
 
@@ -91,17 +111,12 @@ bool is_bearable(const QByteArray& data, const QImageReader& reader)
 
 QPixmap PreviewPicture::FromData(const QByteArray& data)
 {
-    // Before there is a reader: it unpacks them to tell the size. Icons may hold them too.
-    if (data.count("zTXt") + data.count("iTXt") > max_packed_texts)
-        return {};
-    QBuffer buffer;
-    buffer.setData(data);
-    buffer.open(QIODevice::ReadOnly);
-    QImageReader reader(&buffer);
+    TimedData source(data.startsWith("\x89PNG") ? without_texts(data) : data);
+    QImageReader reader(&source);
     if (!is_bearable(data, reader))
         return {};
-    QtDifferences::LiftPictureLimit(); // this one was the limit
-    return QPixmap::fromImageReader(&reader);
+    const QPixmap picture = QPixmap::fromImageReader(&reader);
+    return source.is_late() ? QPixmap() : picture;
 }
 
 QPixmap PreviewPicture::FromFile(const QString& path)

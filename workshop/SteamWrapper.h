@@ -6,6 +6,7 @@
 
 #include <QByteArray>
 #include <QObject>
+#include <QPointer>
 #include <QString>
 
 class ISteamUGC;
@@ -99,7 +100,7 @@ private:
     void on_mod_created(CreateItemResult_t* result, bool ioFailure);
     void on_mod_updated(SubmitItemUpdateResult_t* result, bool ioFailure);
     void on_mod_query_complete(SteamUGCQueryCompleted_t* result, bool ioFailure);
-    void take_preview_bytes(QNetworkReply& reply);
+    void take_preview_bytes();
     void log_failed_upload(EResult result);
 
     static SteamWrapper* s_Instance;
@@ -119,9 +120,9 @@ private:
     bool disable_marker_removed = false;
     /// Where a marker was removed and has not been put back; empty otherwise.
     QString removed_marker_path;
-    /// Number of the newest preview download.
-    uint preview_generation = 0;
-    /// What has arrived of the newest preview.
+    /// The newest preview download.
+    QPointer<QNetworkReply> preview_reply;
+    /// What has arrived of it.
     QByteArray preview_bytes;
     CallbackInfo<bool> upload_callback{nullptr, nullptr};
     CallbackInfo<const QPixmap&> preview_callback{nullptr, nullptr};

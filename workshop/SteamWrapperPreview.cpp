@@ -18,25 +18,26 @@ std::array<char, 4096> s_preview_url;
 
 /// Marks a request as a preview download, with the value 0. A request without it reads as 0 too.
 constexpr auto kind_attribute = QNetworkRequest::User;
-/// Which preview request a download belongs to, so that a late one is not taken for the newest.
-constexpr auto generation_attribute =
-    static_cast<QNetworkRequest::Attribute>(QNetworkRequest::User + 1);
 
 /// The Workshop takes previews of less than 1 MiB; whatever sends much more is no preview.
 constexpr qint64 max_preview_bytes = qint64{8} * 1024 * 1024;
-/// What Qt may hold that has not been taken yet.
+/// What Qt may hold that has not been taken yet. A server may send single bytes, each of which
+/// takes a hundred there.
 constexpr qint64 read_ahead_bytes = qint64{64} * 1024;
 constexpr int silence_timeout_ms = 30'000;
+/// The reason of a failure may hold what the server has sent. A long line takes the log seconds.
+constexpr int max_reason_characters = 500;
 
-QNetworkRequest preview_request(uint generation)
+QNetworkRequest preview_request()
 {
     const QString address = QString::fromLatin1(s_preview_url.data());
     QNetworkRequest request(QUrl(address, QUrl::TolerantMode));
     request.setAttribute(kind_attribute, QVariant(0));
-    request.setAttribute(generation_attribute, generation);
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
                          QNetworkRequest::NoLessSafeRedirectPolicy);
     request.setTransferTimeout(silence_timeout_ms);
+    request.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
+    request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
     // Qt would unpack a packed answer before anyone could look at its size. Pictures are not
     // packed.
     request.setRawHeader("Accept-Encoding", "identity");
@@ -61,7 +62,8 @@ bool SteamWrapper::RetrieveModPreview(const ModParser::ModDescriptor& mod,
     query_call_result.Set(call, this, &SteamWrapper::on_mod_query_complete);
     current_mod = mod;
     preview_callback = CallbackInfo<const QPixmap&>(callback, user);
-    ++preview_generation;
+    if (preview_reply && preview_reply->isRunning())
+        delete preview_reply; // only the newest request is answered
     return true;
 }
 
@@ -78,42 +80,35 @@ void SteamWrapper::on_mod_query_complete(SteamUGCQueryCompleted_t* /*result*/, b
         return;
     s_preview_url.back() = '\0';
 
-    QNetworkReply* const reply = network_access_manager->get(preview_request(preview_generation));
-    // Without a limit Qt's own thread reads on for as long as there is something to read.
-    reply->setReadBufferSize(read_ahead_bytes);
     preview_bytes.clear();
-    connect(reply, &QNetworkReply::readyRead, this, [this, reply] { take_preview_bytes(*reply); });
+    preview_reply = network_access_manager->get(preview_request());
+    // Without a limit Qt's own thread reads on for as long as there is something to read.
+    preview_reply->setReadBufferSize(read_ahead_bytes);
+    connect(preview_reply, &QNetworkReply::readyRead, this, &SteamWrapper::take_preview_bytes);
 }
 
-void SteamWrapper::take_preview_bytes(QNetworkReply& reply)
+void SteamWrapper::take_preview_bytes()
 {
-    if (reply.request().attribute(generation_attribute).toUInt() != preview_generation) {
-        reply.abort();
-        return;
-    }
-    preview_bytes += reply.readAll();
+    preview_bytes += preview_reply->readAll();
     if (preview_bytes.size() > max_preview_bytes)
-        reply.abort();
+        preview_reply->abort();
 }
 
 void SteamWrapper::received_network_reply(QNetworkReply* reply)
 {
     if (reply->request().attribute(kind_attribute).toInt() != 0)
         return;
-    const QVariant generation = reply->request().attribute(generation_attribute);
-    if (generation.isValid() && generation.toUInt() != preview_generation)
-        return;
 
     // Taken before it is called: it may ask for the next preview at once.
     const CallbackInfo<const QPixmap&> callback = preview_callback;
     preview_callback.Reset();
-    const QByteArray arrived =
-        generation.isValid() ? std::exchange(preview_bytes, QByteArray()) : QByteArray();
+    const QByteArray arrived = std::exchange(preview_bytes, QByteArray());
 
     if (reply->error() != QNetworkReply::NoError) {
-        Logger::LogMessage(tr("Failed to download preview image for mod '%1': %2")
-                               .arg(current_mod.name, reply->errorString()),
-                           Logger::Error);
+        Logger::LogMessage(
+            tr("Failed to download preview image for mod '%1': %2")
+                .arg(current_mod.name, reply->errorString().left(max_reason_characters)),
+            Logger::Error);
         callback.Call(QPixmap());
         return;
     }
