@@ -107,10 +107,11 @@ void MainWindow::NotifyMetadataUpdated()
     if (mod_descriptor.folder_path.isEmpty())
         return;
     // Anything else in the file means that the save has failed, or that somebody was faster than
-    // this look at it.
+    // this look at it. A file that cannot be read, because a virus scanner has it, say, is our own.
     const FileState saved = look_at(watched_path());
-    if (saved.content == mod_descriptor.ToXml())
-        known_metadata = saved;
+    const QByteArray own = mod_descriptor.ToXml();
+    if (saved.content.isNull() || saved.content == own)
+        known_metadata = {saved.date, own};
 }
 
 /// Reads the loaded file again when something else has changed it. Always the last mod that was
@@ -123,12 +124,13 @@ void MainWindow::reread_changed_metadata()
     if (!date.isValid())
         return;
     // Changes in the same step of the file system's clock leave the same date, so until a look
-    // after that step only the content tells. A file that somebody has locked is tried again.
+    // after that step only the content tells. A file that could not be read is tried again.
     const bool is_settled = date.addMSecs(coarsest_date_ms) < last_metadata_time;
     if (date == known_metadata.date && is_settled && !known_metadata.content.isNull())
         return;
     last_metadata_time = QDateTime::currentDateTime();
-    if (date != known_metadata.date || look_at(watched_path()).content != known_metadata.content) {
+    const QByteArray content = look_at(watched_path()).content;
+    if (date != known_metadata.date || (!content.isNull() && content != known_metadata.content)) {
         process_metadata_file(watched_path(),
                               QStringLiteral("Detected metadata change, reprocessing"));
     }
@@ -146,5 +148,6 @@ MainWindow::FileState MainWindow::look_at(const QString& path)
     // Opening a pipe would wait for a writer.
     if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly))
         return {date, {}};
-    return {date, file.read(XmlLimits::max_bytes + 1)};
+    const QByteArray content = file.read(XmlLimits::max_bytes + 1);
+    return {date, content.isNull() ? QByteArray("") : content}; // Qt reads null from an empty file
 }
