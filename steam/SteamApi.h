@@ -3,9 +3,8 @@
 #include "steam/SteamContext.h"
 #include "steam/SteamTypes.h"
 
-#include <QString>
-
 class CallResultBase;
+class QString;
 
 /// The Steam API as the program sees it: the library beside the executable, loaded at the first
 /// start. GUI thread only. Without a loaded library every operation does nothing.
