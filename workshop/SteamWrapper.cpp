@@ -21,12 +21,6 @@ void SteamWrapper::DestroyInstance()
     s_Instance = nullptr;
 }
 
-SteamWrapper::~SteamWrapper()
-{
-    // An upload that Steam has not answered must not cost the author the marker.
-    RestoreDisableMarker();
-}
-
 bool SteamWrapper::Initialize()
 {
     if (!SteamApi::Init(TARNWICK_STEAM_APP_ID)) {

@@ -66,8 +66,8 @@ public:
     void UploadMod(const ModParser::ModDescriptor& mod, const QString& changeNotes,
                    void (*callback)(bool success, void* user), void* user);
 
-    /// Puts the marker "disable.it" back if an upload has removed it and Steam has not answered
-    /// yet.
+    /// Puts the marker "disable.it" back if an upload has removed it that Steam has not answered.
+    /// To be called before the end of the program.
     void RestoreDisableMarker();
 
     /// Progress of the upload in tenths, 0 to 10; 0 while Steam knows no figures, -1 while no item
@@ -88,7 +88,7 @@ private slots:
 
 private:
     SteamWrapper() = default;
-    ~SteamWrapper() override;
+    ~SteamWrapper() override = default;
 
     void create_workshop_mod();
     void update_workshop_mod();
