@@ -82,7 +82,8 @@ Upload::Upload(const Store& the_store, const Script& the_script, std::uint32_t a
         phases.push_back({2, &Upload::list_content});
         phases.push_back({3, &Upload::copy_content});
     }
-    phases.push_back({4, &Upload::write_preview});
+    if (!fields.values.value("preview", "").empty()) // without a path the item keeps its preview
+        phases.push_back({4, &Upload::write_preview});
     phases.push_back({5, &Upload::write_item});
     phases.push_back({5, &Upload::publish});
     progress.status = 1;
@@ -132,7 +133,7 @@ bool Upload::check_fields()
         *visibility = visibilities.at(visibility->get<std::size_t>());
     }
     const fs::path preview = fs::u8path(fields.values.value("preview", ""));
-    if (!preview.empty()) // without a path the item keeps the one that it has
+    if (!preview.empty())
         new_preview = read_preview(preview);
     return true;
 }
@@ -228,11 +229,7 @@ void Upload::copy_part(const ContentFile& file, std::uint64_t& budget)
 
 bool Upload::write_preview()
 {
-    const fs::path kept = store.ItemFolder(fields.item) / "preview";
-    if (!new_preview.empty())
-        WriteFile(version->Folder() / "preview", new_preview);
-    else if (fs::exists(kept))
-        fs::copy_file(kept, version->Folder() / "preview");
+    WriteFile(version->Folder() / "preview", new_preview);
     return true;
 }
 
@@ -257,8 +254,9 @@ bool Upload::write_item()
                        {"files", new_content ? files.size() : before.value("files", 0U)}});
     WriteJson(version->Folder() / "item.json", item);
     WriteJson(version->Folder() / "history.json", history);
-    if (!new_content && fs::exists(former / "content"))
-        fs::copy(former / "content", version->Folder() / "content", fs::copy_options::recursive);
+    for (const char* kept : {"content", "preview"})
+        if (!fs::exists(version->Folder() / kept) && fs::exists(former / kept))
+            fs::copy(former / kept, version->Folder() / kept, fs::copy_options::recursive);
     return true;
 }
 
