@@ -128,9 +128,11 @@ bool Upload::check_fields()
     check_length("the change note", fields.change_note, longest_text);
     const auto visibility = fields.values.find("visibility");
     if (visibility != fields.values.end()) {
-        if (*visibility < 0 || *visibility >= visibilities.size())
-            throw Refusal(result_not_acceptable, "there is no visibility " + Shown(*visibility));
-        *visibility = visibilities.at(visibility->get<std::size_t>());
+        const int number = visibility->get<int>();
+        if (number < 0 || number >= static_cast<int>(visibilities.size()))
+            throw Refusal(result_not_acceptable,
+                          "there is no visibility " + std::to_string(number));
+        *visibility = visibilities.at(static_cast<std::size_t>(number));
     }
     const fs::path preview = fs::u8path(fields.values.value("preview", ""));
     if (!preview.empty())
