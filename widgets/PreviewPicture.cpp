@@ -97,14 +97,12 @@ QSize gif_screen(const QByteArray& gif)
 bool is_bearable(const QByteArray& data, const QImageReader& reader)
 {
     const QByteArray format = reader.format();
-    if (!is_known(format) || !is_within_limit(reader.size()))
+    // Reading the comments of a JPEG takes six times their size, its pixels less than a byte each.
+    if (format == "jpeg" && (data.size() > max_pixels || data.count("\xFF\xDA") > max_scans))
         return false;
-    if (format == "gif")
-        return is_within_limit(gif_screen(data));
-    // Comments take six times their size; the pixels of a JPEG take less than a byte each.
-    if (format == "jpeg")
-        return data.count("\xFF\xDA") <= max_scans;
-    return true;
+    if (format == "gif" && !is_within_limit(gif_screen(data)))
+        return false;
+    return is_known(format) && is_within_limit(reader.size());
 }
 
 } // namespace
