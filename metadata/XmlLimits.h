@@ -6,8 +6,8 @@ class QString;
 namespace XmlLimits {
 
 /// Characters of texts, of attributes and their names, and of entities where they are declared and
-/// where they are used. Steam takes a description of 8000 bytes; this much Chinese in one line keeps
-/// the editor busy for a third of a second.
+/// where they are used. Steam takes a description of 8000 bytes; this much Chinese in one line
+/// keeps the editor busy for a third of a second.
 constexpr int max_text = 32 * 1024;
 
 /// Characters of a file, markup included. The writer takes up to six for one of a text, and must be
