@@ -24,9 +24,12 @@ bool ends_with(const fs::path& path, std::string_view end)
     return text.size() >= end.size() && std::equal(end.rbegin(), end.rend(), text.rbegin());
 }
 
+/// By its name on every system, so that a folder passes everywhere or nowhere; on Windows also by
+/// its attribute.
 bool is_hidden(const fs::directory_entry& entry)
 {
-    return QFileInfo(FromNativePath(entry.path())).isHidden();
+    const QFileInfo file(FromNativePath(entry.path()));
+    return file.fileName().startsWith(QLatin1Char('.')) || file.isHidden();
 }
 
 /// Native programs and libraries have no place in a mod that others download. The name is looked at

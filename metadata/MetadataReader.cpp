@@ -136,6 +136,11 @@ bool ModParser::ParseMetadata(QString path, ModDescriptor& descriptor)
         return false;
 
     descriptor.folder_path = path.left(path.lastIndexOf(QLatin1Char('/')));
+#if defined(Q_OS_WIN)
+    // A drive without its slash is the working directory there: Steam would upload its own folder.
+    if (descriptor.folder_path.endsWith(QLatin1Char(':')))
+        descriptor.folder_path += QLatin1Char('/');
+#endif
 
     const QDomElement root = document.firstChildElement(QStringLiteral("metadata"));
     for (const TextField& field : text_fields)

@@ -37,6 +37,8 @@ def run(play, doc, about, options=()):
         command_line.add_argument(name, **settings)
     arguments = command_line.parse_args()
     needed = [arguments.build / "probe/probe", arguments.build / "bin/libsteam_api.so"]
+    if (arguments.build / "probe/probe.exe").exists():
+        needed = [arguments.build / "probe/probe.exe", arguments.build / "bin/steam_api64.dll"]
     for file in needed:
         if not file.exists():
             command_line.error(f"{file} is missing; scripts/build makes it")
@@ -75,7 +77,9 @@ class Trial:
     def __init__(self, folder, probe, library):
         self.folder = folder
         # Copies: only beside itself does the program look for the Steam library.
-        self.probe = shutil.copy2(probe, folder)
+        self.command = [shutil.copy2(probe, folder)]
+        if probe.suffix == ".exe":
+            self.command.insert(0, ROOT / "packaging/windows/run")
         shutil.copy2(library, folder)
         self.store = folder / "store"
         self.environment = dict(os.environ, QT_QPA_PLATFORM="offscreen", LC_ALL="C.UTF-8",
@@ -92,7 +96,7 @@ class Trial:
     def start(self, *tasks, under=(), **settings):
         """Starts the probe, by the command `under` if there is one; the caller ends it."""
         settings = {"stderr": subprocess.PIPE, **settings}
-        return subprocess.Popen([*under, self.probe, *map(str, tasks)], env=self.environment,
+        return subprocess.Popen([*under, *self.command, *map(str, tasks)], env=self.environment,
                                 stdout=subprocess.PIPE, text=True, errors="replace", **settings)
 
     def log(self, *tasks, seconds=60, **settings):
@@ -116,7 +120,7 @@ class Trial:
         time that it took in seconds and its peak of memory in MiB."""
         start = time.monotonic()
         with open(self.folder / "out.txt", "w+", encoding="utf-8") as out:
-            process = subprocess.Popen([self.probe, *map(str, tasks)], env=self.environment,
+            process = subprocess.Popen([*self.command, *map(str, tasks)], env=self.environment,
                                        stdout=out, stderr=subprocess.STDOUT)
             ended = late = False
             while not ended:  # not Popen.wait(): it keeps the use of memory to itself

@@ -3,6 +3,7 @@
 #include "steam/SteamLibrary.h"
 
 #include <QCoreApplication>
+#include <QDir>
 
 #include <array>
 #include <cstdio>
@@ -22,7 +23,8 @@ constexpr std::size_t reason_size = 1024;
 /// path or from the working directory could be anybody's.
 QString library_path()
 {
-    return QCoreApplication::applicationDirPath() + QLatin1Char('/') + SteamLibraryFileName();
+    return QDir::toNativeSeparators(QCoreApplication::applicationDirPath() + QLatin1Char('/')
+                                    + SteamLibraryFileName());
 }
 
 /// Always false, for the caller to return.

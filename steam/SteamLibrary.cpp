@@ -1,6 +1,5 @@
 #include "steam/SteamLibrary.h"
 
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QLibrary>
@@ -104,14 +103,13 @@ QString SteamLibraryFileName()
 
 std::optional<SteamFunctions> LoadSteamLibrary(const QString& path, QString& problem)
 {
-    const QString shown_path = QDir::toNativeSeparators(path);
     if (!QFileInfo(path).isFile()) {
-        problem = QStringLiteral("%1: there is no such file").arg(shown_path);
+        problem = QStringLiteral("%1: there is no such file").arg(path);
         return std::nullopt;
     }
 
     if (is_cut_short(path)) {
-        problem = QStringLiteral("%1: cannot be loaded: its end is missing").arg(shown_path);
+        problem = QStringLiteral("%1: cannot be loaded: its end is missing").arg(path);
         return std::nullopt;
     }
 
@@ -119,7 +117,7 @@ std::optional<SteamFunctions> LoadSteamLibrary(const QString& path, QString& pro
     // A dependency that is missing must show here, not as a crash at the first call.
     library.setLoadHints(QLibrary::ResolveAllSymbolsHint);
     if (!library.load()) {
-        problem = QStringLiteral("%1: cannot be loaded: %2").arg(shown_path, library.errorString());
+        problem = QStringLiteral("%1: cannot be loaded: %2").arg(path, library.errorString());
         return std::nullopt;
     }
 
@@ -127,7 +125,7 @@ std::optional<SteamFunctions> LoadSteamLibrary(const QString& path, QString& pro
     const QStringList missing = resolve_all(library, functions);
     if (!missing.isEmpty()) {
         problem = QStringLiteral("%1: not a usable Steam library, it lacks %2")
-                      .arg(shown_path, missing.join(QStringLiteral(", ")));
+                      .arg(path, missing.join(QStringLiteral(", ")));
         return std::nullopt;
     }
     return functions;

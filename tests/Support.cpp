@@ -14,8 +14,13 @@
 #include <QPlainTextEdit>
 #include <QRegularExpression>
 #include <QTextBlock>
+#include <QtPlugin>
 
 #include <algorithm>
+
+#if defined(QT_STATIC)
+Q_IMPORT_PLUGIN(QOffscreenIntegrationPlugin)
+#endif
 
 void write_file(const QString& path, const QByteArray& bytes)
 {

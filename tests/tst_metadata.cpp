@@ -333,8 +333,13 @@ private slots:
     void finds_forbidden_files()
     {
         QFETCH(QJsonObject, test_case);
-        for (const QJsonValue name : test_case.value("files").toArray())
+        for (const QJsonValue name : test_case.value("files").toArray()) {
+#if defined(Q_OS_WIN)
+            if (name.toString().contains('<'))
+                QSKIP("no file on Windows can have this name");
+#endif
             write_file(folder() + "/" + name.toString(), "x");
+        }
 
         ModDescriptor mod;
         mod.folder_path = folder();

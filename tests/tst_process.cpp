@@ -91,13 +91,14 @@ private slots:
         QVERIFY(program.waitForFinished());
         QCOMPARE(program.exitStatus(), QProcess::NormalExit);
         QCOMPARE(program.exitCode(), 0);
-        const QString errors = QString::fromUtf8(program.readAllStandardError());
+        const QString errors = QString::fromUtf8(program.readAllStandardError()).remove('\r');
         QCOMPARE(errors.contains("rehearsed: "), !script.isEmpty());
-        const QStringList problems = errors.split('\n').filter(library_path());
-        QVERIFY2(problems.size() == 1 && problems.first().startsWith(library_path()), qPrintable(errors));
+        const QString shown_path = QDir::toNativeSeparators(library_path());
+        const QStringList problems = errors.split('\n').filter(shown_path);
+        QVERIFY2(problems.size() == 1 && problems.first().startsWith(shown_path), qPrintable(errors));
         for (const QString& word : words)
             QVERIFY2(problems.first().contains(word), qPrintable(problems.first()));
-        QCOMPARE(QString::fromUtf8(program.readAllStandardOutput()).trimmed(),
+        QCOMPARE(QString::fromUtf8(program.readAllStandardOutput()).remove('\r').trimmed(),
                  problems.first()
                      + "\n#aa0000 Initializing Steam API... Failed. Please make sure Steam is "
                        "running and then relaunch this app");
