@@ -443,7 +443,7 @@ private slots:
         mod().name = "Other";
         const auto lines_before = log().size();
         fetch_preview();
-        QTRY_COMPARE((steam().Update(), caller.previews.size()), answers);
+        QTRY_COMPARE_WITH_TIMEOUT((steam().Update(), caller.previews.size()), answers, 30'000);
         QTRY_COMPARE((steam().Update(), practice->live_registrations()), 0);
         QTest::qWait(50);
         QCOMPARE(caller.previews.size(), answers);
