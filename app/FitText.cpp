@@ -9,7 +9,6 @@
 #include <QtMath>
 
 #include <algorithm>
-#include <tuple>
 #include <vector>
 
 namespace {
@@ -37,29 +36,37 @@ double fullness(const std::vector<PlacedText>& texts, const QFont& font)
     return fullest;
 }
 
-void add(std::vector<PlacedText>& texts, const QLabel& label)
-{
-    texts.push_back({label.text(), label.size()});
-}
-
-void add(std::vector<PlacedText>& texts, const QPushButton& button)
+/// What the style leaves of the button for its text.
+QSize room_of(const QPushButton& button)
 {
     QStyleOptionButton option;
     option.initFrom(&button);
-    const QRect contents =
-        button.style()->subElementRect(QStyle::SE_PushButtonContents, &option, &button);
-    texts.push_back({button.text(), contents.size()});
+    return button.style()->subElementRect(QStyle::SE_PushButtonContents, &option, &button).size();
 }
 
-void add(std::vector<PlacedText>& texts, const QComboBox& box)
+QSize room_of(const QComboBox& box)
 {
+    constexpr QSize end_pixels(2, 0); // styles keep one clear at either end
     QStyleOptionComboBox option;
     option.initFrom(&box);
     const QRect field = box.style()->subControlRect(QStyle::CC_ComboBox, &option,
                                                     QStyle::SC_ComboBoxEditField, &box);
-    constexpr QSize end_pixels(2, 0); // styles keep one clear at either end
-    for (int index = 0; index < box.count(); ++index)
-        texts.push_back({box.itemText(index), field.size() - end_pixels});
+    return field.size() - end_pixels;
+}
+
+std::vector<PlacedText> texts_of(const QList<QWidget*>& controls)
+{
+    std::vector<PlacedText> texts;
+    for (const QWidget* const control : controls) {
+        if (const auto* const label = qobject_cast<const QLabel*>(control))
+            texts.push_back({label->text(), label->size()});
+        if (const auto* const button = qobject_cast<const QPushButton*>(control))
+            texts.push_back({button->text(), room_of(*button)});
+        const auto* const box = qobject_cast<const QComboBox*>(control);
+        for (int index = 0; box != nullptr && index < box->count(); ++index)
+            texts.push_back({box->itemText(index), room_of(*box)});
+    }
+    return texts;
 }
 
 /// Leaves room at the end of a group box's title: styles measure it in whole pixels, and with some
@@ -76,15 +83,12 @@ public:
     }
 };
 
-/// Gives the controls, which stand together, a common font in which all their texts fit; their own
-/// font if it does.
-template<typename... Controls>
-void fit_together(Controls&... controls)
+/// Gives neighbouring controls a common font in which all their texts fit; their own font if it
+/// does.
+void fit_together(const QList<QWidget*>& controls)
 {
-    std::vector<PlacedText> texts;
-    (add(texts, controls), ...);
-
-    QFont font = std::get<0>(std::tie(controls...)).font();
+    const std::vector<PlacedText> texts = texts_of(controls);
+    QFont font = controls.first()->font();
     const double full = fullness(texts, font);
     if (full <= 1)
         return;
@@ -93,17 +97,18 @@ void fit_together(Controls&... controls)
     font.setPixelSize(size);
     while (size > smallest_pixel_size && fullness(texts, font) > 1)
         font.setPixelSize(--size);
-    (controls.setFont(font), ...);
+    for (QWidget* const control : controls)
+        control->setFont(font);
 }
 
 } // namespace
 
 void FitTexts(Ui_MainWindow& form)
 {
-    fit_together(*form.ChooseMetadata, *form.SubmitButton, *form.ViewButton);
-    fit_together(*form.ModName, *form.ModVersion, *form.TagsLabel);
-    fit_together(*form.label, *form.ModVisibility);
-    fit_together(*form.ChangePreview);
+    fit_together({form.ChooseMetadata, form.SubmitButton, form.ViewButton});
+    fit_together({form.ModName, form.ModVersion, form.TagsLabel});
+    fit_together({form.label, form.ModVisibility});
+    fit_together({form.ChangePreview});
 
     auto* const title_style = new RoomyTitleStyle;
     title_style->setParent(form.groupBox);

@@ -21,32 +21,32 @@ public:
     /// Writes the address of the preview of item `index` to `url` (at most `size` bytes with the
     /// terminator); false when the item has none or the query has not been answered.
     virtual bool GetQueryUGCPreviewURL(UGCQueryHandle_t query, std::uint32_t index, char* url,
-                                       std::uint32_t size) = 0;      // 5
-    virtual void GetQueryUGCMetadata() = 0;                          // 6
-    virtual void GetQueryUGCChildren() = 0;                          // 7
-    virtual void GetQueryUGCStatistic() = 0;                         // 8
-    virtual void GetQueryUGCNumAdditionalPreviews() = 0;             // 9
-    virtual void GetQueryUGCAdditionalPreview() = 0;                 // 10
-    virtual void GetQueryUGCNumKeyValueTags() = 0;                   // 11
-    virtual void GetQueryUGCKeyValueTag() = 0;                       // 12
-    virtual bool ReleaseQueryUGCRequest(UGCQueryHandle_t query) = 0; // 13
-    virtual void AddRequiredTag() = 0;                               // 14
-    virtual void AddExcludedTag() = 0;                               // 15
-    virtual void SetReturnOnlyIDs() = 0;                             // 16
-    virtual void SetReturnKeyValueTags() = 0;                        // 17
-    virtual void SetReturnLongDescription() = 0;                     // 18
-    virtual void SetReturnMetadata() = 0;                            // 19
-    virtual void SetReturnChildren() = 0;                            // 20
-    virtual void SetReturnAdditionalPreviews() = 0;                  // 21
-    virtual void SetReturnTotalOnly() = 0;                           // 22
-    virtual void SetLanguage() = 0;                                  // 23
-    virtual void SetAllowCachedResponse() = 0;                       // 24
-    virtual void SetCloudFileNameFilter() = 0;                       // 25
-    virtual void SetMatchAnyTag() = 0;                               // 26
-    virtual void SetSearchText() = 0;                                // 27
-    virtual void SetRankedByTrendDays() = 0;                         // 28
-    virtual void AddRequiredKeyValueTag() = 0;                       // 29
-    virtual void RequestUGCDetails() = 0;                            // 30
+                                       std::uint32_t size) = 0; // 5
+    virtual void GetQueryUGCMetadata() = 0;                     // 6
+    virtual void GetQueryUGCChildren() = 0;                     // 7
+    virtual void GetQueryUGCStatistic() = 0;                    // 8
+    virtual void GetQueryUGCNumAdditionalPreviews() = 0;        // 9
+    virtual void GetQueryUGCAdditionalPreview() = 0;            // 10
+    virtual void GetQueryUGCNumKeyValueTags() = 0;              // 11
+    virtual void GetQueryUGCKeyValueTag() = 0;                  // 12
+    virtual void ReleaseQueryUGCRequest() = 0;                  // 13
+    virtual void AddRequiredTag() = 0;                          // 14
+    virtual void AddExcludedTag() = 0;                          // 15
+    virtual void SetReturnOnlyIDs() = 0;                        // 16
+    virtual void SetReturnKeyValueTags() = 0;                   // 17
+    virtual void SetReturnLongDescription() = 0;                // 18
+    virtual void SetReturnMetadata() = 0;                       // 19
+    virtual void SetReturnChildren() = 0;                       // 20
+    virtual void SetReturnAdditionalPreviews() = 0;             // 21
+    virtual void SetReturnTotalOnly() = 0;                      // 22
+    virtual void SetLanguage() = 0;                             // 23
+    virtual void SetAllowCachedResponse() = 0;                  // 24
+    virtual void SetCloudFileNameFilter() = 0;                  // 25
+    virtual void SetMatchAnyTag() = 0;                          // 26
+    virtual void SetSearchText() = 0;                           // 27
+    virtual void SetRankedByTrendDays() = 0;                    // 28
+    virtual void AddRequiredKeyValueTag() = 0;                  // 29
+    virtual void RequestUGCDetails() = 0;                       // 30
     /// Answered by `CreateItemResult_t`.
     virtual SteamAPICall_t CreateItem(AppId_t app, EWorkshopFileType type) = 0;         // 31
     virtual UGCUpdateHandle_t StartItemUpdate(AppId_t app, PublishedFileId_t item) = 0; // 32
@@ -70,9 +70,9 @@ public:
     /// Answered by `SubmitItemUpdateResult_t`.
     virtual SteamAPICall_t SubmitItemUpdate(UGCUpdateHandle_t update,
                                             const char* change_note) = 0; // 48
-    /// `done` and `total` are bytes of the present phase, 0 of 0 in most phases.
-    virtual EItemUpdateStatus GetItemUpdateProgress(UGCUpdateHandle_t update, std::uint64_t* done,
-                                                    std::uint64_t* total) = 0; // 49
+    /// `done` and `total` are bytes of the present phase, 0 of 0 in most phases; returns the phase.
+    virtual std::int32_t GetItemUpdateProgress(UGCUpdateHandle_t update, std::uint64_t* done,
+                                               std::uint64_t* total) = 0; // 49
 
 protected:
     ~ISteamUGC() = default;

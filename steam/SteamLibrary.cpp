@@ -6,8 +6,6 @@
 #include <QStringList>
 #include <QtEndian>
 
-#include <cstring>
-
 namespace {
 
 /// Sets `function` to the export `name`, or to null; returns whether it is there.
@@ -51,39 +49,23 @@ QStringList resolve_all(QLibrary& library, SteamFunctions& functions)
     return missing;
 }
 
-/// Whether the file is an ELF library whose end is missing, as a copy that was interrupted leaves
-/// it. The system's loader maps such a file without a look at its size and takes the process down.
+/// Whether the file is an ELF library without its end, as an interrupted copy leaves it: the
+/// system's loader maps such a file without a look at its size and takes the process down. The
+/// table of sections, whose place is in the header, lies at the end of the file.
 bool is_cut_short(const QString& path)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return false;
-    const QByteArray bytes = file.read(4096); // the headers are at the start
-    const auto number = [&bytes](quint64 offset, int size) {
-        quint64 value = 0; // nothing where the file has already ended
-        if (offset + static_cast<quint64>(size) <= static_cast<quint64>(bytes.size()))
-            std::memcpy(&value, bytes.constData() + offset, static_cast<std::size_t>(size));
-        return qFromLittleEndian(value);
-    };
-    if (!bytes.startsWith(QByteArray("\x7F"
-                                     "ELF"
-                                     "\x02\x01"))) // 64 bits, little-endian
+    const QByteArray header = file.read(64);
+    if (!header.startsWith("\x7F\x45LF\x02\x01")) // 64 bits, little-endian
         return false;
-
-    // Offsets of the ELF format: the place, size and number of the program headers, and in each the
-    // place and length of the segment in the file.
-    const quint64 headers = number(32, 8);
-    const quint64 header_size = number(54, 2);
-    const quint64 header_count = number(56, 2);
-    const auto file_size = static_cast<quint64>(file.size());
-    if (headers + header_count * header_size > file_size)
+    if (header.size() < 64)
         return true;
-    for (quint64 index = 0; index < header_count; ++index) {
-        const quint64 header = headers + index * header_size;
-        if (number(header + 8, 8) + number(header + 32, 8) > file_size)
-            return true;
-    }
-    return false;
+    const auto table = qFromLittleEndian<quint64>(header.constData() + 40);
+    const quint64 size = quint64{qFromLittleEndian<quint16>(header.constData() + 58)}
+                         * qFromLittleEndian<quint16>(header.constData() + 60);
+    return table + size > static_cast<quint64>(file.size());
 }
 
 } // namespace

@@ -16,7 +16,6 @@ using UGCUpdateHandle_t = std::uint64_t;
 
 /// The call number of a call that Steam did not accept.
 constexpr SteamAPICall_t k_uAPICallInvalid = 0;
-constexpr UGCQueryHandle_t k_UGCQueryHandleInvalid = 0xFFFFFFFFFFFFFFFFU;
 constexpr UGCUpdateHandle_t k_UGCUpdateHandleInvalid = 0xFFFFFFFFFFFFFFFFU;
 
 /// A result code. Any 32-bit number may arrive; only the codes that the program acts on have names.
@@ -33,15 +32,6 @@ enum ERemoteStoragePublishedFileVisibility : std::int32_t {
     k_ERemoteStoragePublishedFileVisibilityPublic = 0,
     k_ERemoteStoragePublishedFileVisibilityFriendsOnly = 1,
     k_ERemoteStoragePublishedFileVisibilityPrivate = 2,
-};
-
-enum EItemUpdateStatus : std::int32_t {
-    k_EItemUpdateStatusInvalid = 0,
-    k_EItemUpdateStatusPreparingConfig = 1,
-    k_EItemUpdateStatusPreparingContent = 2,
-    k_EItemUpdateStatusUploadingContent = 3,
-    k_EItemUpdateStatusUploadingPreviewFile = 4,
-    k_EItemUpdateStatusCommittingChanges = 5,
 };
 
 // Steam packs its structures to 4 bytes on Linux and macOS, 64-bit included, and to 8 on Windows.
