@@ -1,4 +1,4 @@
-#include "app/FitText.h"
+#include "FitText.h"
 
 #include "ui_MainWindow.h"
 

@@ -1,11 +1,11 @@
-#include "app/MainWindow.h"
+#include "MainWindow.h"
 
 #include "ui_MainWindow.h"
 
-#include "app/FitText.h"
-#include "metadata/Visibility.h"
-#include "widgets/Logger.h"
-#include "workshop/SteamWrapper.h"
+#include "FitText.h"
+#include "Logger.h"
+#include "SteamWrapper.h"
+#include "Visibility.h"
 
 #include <QCursor>
 #include <QEvent>
@@ -58,6 +58,7 @@ MainWindow* MainWindow::s_Window = nullptr;
 MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent), ui(new Ui_MainWindow)
 {
     s_Window = this;
+    Q_INIT_RESOURCE(resources); // which the linker leaves out unless somebody names them
     ui->setupUi(this);
 
     if (Logger::Initialize(ui->OutputLog) && SteamWrapper::GetInstance()->Initialize()) {

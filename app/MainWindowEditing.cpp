@@ -1,9 +1,9 @@
-#include "app/MainWindow.h"
+#include "MainWindow.h"
 
 #include "ui_MainWindow.h"
 
-#include "metadata/Visibility.h"
-#include "widgets/PreviewPicture.h"
+#include "PreviewImage.h"
+#include "Visibility.h"
 
 #include <QFileDialog>
 
@@ -18,7 +18,7 @@ void MainWindow::on_ChangePreview_clicked()
         return;
     // For the next upload only: reading the metadata again forgets it.
     mod_descriptor.preview_path = path;
-    show_preview(PreviewPicture::FromFile(path));
+    show_preview(PreviewImage::FromFile(path));
 }
 
 /// Also runs when the program selects an entry: once while the window is built, with no mod loaded,

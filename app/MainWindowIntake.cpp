@@ -1,10 +1,10 @@
-#include "app/MainWindow.h"
+#include "MainWindow.h"
 
 #include "ui_MainWindow.h"
 
-#include "metadata/XmlLimits.h"
-#include "widgets/Logger.h"
-#include "workshop/SteamWrapper.h"
+#include "Logger.h"
+#include "SteamWrapper.h"
+#include "XmlLimits.h"
 
 #include <QDropEvent>
 #include <QFile>

@@ -1,8 +1,8 @@
-#include "app/MainWindow.h"
+#include "MainWindow.h"
 
 #include "ui_MainWindow.h"
 
-#include "metadata/Visibility.h"
+#include "Visibility.h"
 
 void MainWindow::refresh_mod_information_ui()
 {

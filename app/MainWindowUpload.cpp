@@ -1,10 +1,10 @@
-#include "app/MainWindow.h"
+#include "MainWindow.h"
 
 #include "ui_MainWindow.h"
 
-#include "widgets/Logger.h"
-#include "widgets/UploadDialog.h"
-#include "workshop/SteamWrapper.h"
+#include "Logger.h"
+#include "SteamWrapper.h"
+#include "UploadDialog.h"
 
 #include <QDesktopServices>
 #include <QUrl>

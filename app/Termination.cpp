@@ -1,6 +1,6 @@
-#include "app/Termination.h"
+#include "Termination.h"
 
-#include "app/MainWindow.h"
+#include "MainWindow.h"
 
 #include <QApplication>
 #include <QPointer>

@@ -1,6 +1,6 @@
-#include "app/MainWindow.h"
-#include "app/Termination.h"
-#include "qt/Differences.h"
+#include "MainWindow.h"
+#include "QtDifferences.h"
+#include "Termination.h"
 
 #include <QApplication>
 #include <QIcon>

@@ -1,9 +1,9 @@
-#include "app/MainWindow.h"
-#include "metadata/ModParser.h"
-#include "steam/CallResult.h"
-#include "steam/ISteamUGC.h"
-#include "widgets/UploadDialog.h"
-#include "workshop/SteamWrapper.h"
+#include "CallResult.h"
+#include "ISteamUGC.h"
+#include "MainWindow.h"
+#include "ModParser.h"
+#include "SteamWrapper.h"
+#include "UploadDialog.h"
 
 #include <QApplication>
 #include <QDateTime>

@@ -1,6 +1,6 @@
-#include "metadata/ModParser.h"
+#include "ModParser.h"
 
-#include "metadata/NativePath.h"
+#include "NativePath.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>

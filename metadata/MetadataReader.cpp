@@ -1,10 +1,10 @@
-#include "metadata/ModParser.h"
+#include "ModParser.h"
 
-#include "metadata/TextFields.h"
-#include "metadata/WholeFile.h"
-#include "metadata/XmlLimits.h"
-#include "metadata/XmlText.h"
-#include "qt/Differences.h"
+#include "AtomicFile.h"
+#include "QtDifferences.h"
+#include "TextFields.h"
+#include "XmlLimits.h"
+#include "XmlText.h"
 
 #include <QCoreApplication>
 #include <QDomDocument>
@@ -159,7 +159,7 @@ bool ModParser::ParseMetadata(QString path, ModDescriptor& descriptor)
     // After the default: a version made of letters only ends up empty and stays so.
     descriptor.version = digits_and_dots(descriptor.version);
 
-    RemoveUnfinished(path);
+    RemoveStaleTempFiles(path);
     descriptor.SaveMetadata();
     s_ParseMetadataResult = translated("Success");
     return true;

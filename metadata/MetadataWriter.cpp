@@ -1,9 +1,9 @@
-#include "metadata/ModParser.h"
+#include "ModParser.h"
 
-#include "app/MainWindow.h"
-#include "metadata/TextFields.h"
-#include "metadata/WholeFile.h"
-#include "metadata/XmlLimits.h"
+#include "AtomicFile.h"
+#include "MainWindow.h"
+#include "TextFields.h"
+#include "XmlLimits.h"
 
 #include <QCoreApplication>
 #include <QXmlStreamWriter>
@@ -69,7 +69,7 @@ void save(const ModParser::ModDescriptor& mod)
     int column = 0;
     if (!XmlLimits::Check(QString::fromUtf8(document), message, line, column))
         return;
-    WriteWholeFile(format.arg(mod.folder_path, QStringLiteral("metadata.xml")), document);
+    WriteFileAtomically(format.arg(mod.folder_path, QStringLiteral("metadata.xml")), document);
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "metadata/ModParser.h"
+#include "ModParser.h"
 
 namespace ModParser {
 

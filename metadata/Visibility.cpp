@@ -1,4 +1,4 @@
-#include "metadata/Visibility.h"
+#include "Visibility.h"
 
 #include <QString>
 

@@ -1,4 +1,4 @@
-#include "metadata/XmlLimits.h"
+#include "XmlLimits.h"
 
 #include <QHash>
 #include <QXmlSimpleReader>

@@ -1,4 +1,4 @@
-#include "metadata/XmlText.h"
+#include "XmlText.h"
 
 #include <QByteArray>
 #include <QString>

@@ -72,7 +72,7 @@ def as_anybody():
 
 
 class Trial:
-    """The probe (trials/Probe.cpp tells what it does) beside a Steam library, in a fresh folder."""
+    """The probe (tests/system/Probe.cpp tells what it does) beside a Steam library, in a fresh folder."""
 
     def __init__(self, folder, probe, library):
         self.folder = folder

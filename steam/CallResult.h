@@ -1,7 +1,7 @@
 #pragma once
 
-#include "steam/SteamApi.h"
-#include "steam/SteamTypes.h"
+#include "SteamApi.h"
+#include "SteamTypes.h"
 
 #if defined(__GNUC__)
 #pragma GCC diagnostic push

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "steam/SteamTypes.h"
+#include "SteamTypes.h"
 
 /// The root interface, version "SteamClient017": every other interface is asked for here.
 ///

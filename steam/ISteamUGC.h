@@ -1,6 +1,6 @@
 #pragma once
 
-#include "steam/SteamTypes.h"
+#include "SteamTypes.h"
 
 /// The Workshop interface, version "STEAMUGC_INTERFACE_VERSION009", up to the last slot in use.
 ///

@@ -1,6 +1,6 @@
-#include "steam/SteamApi.h"
+#include "SteamApi.h"
 
-#include "steam/SteamLibrary.h"
+#include "SteamLibrary.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "steam/SteamContext.h"
-#include "steam/SteamTypes.h"
+#include "SteamContext.h"
+#include "SteamTypes.h"
 
 class CallResultBase;
 class QString;

@@ -1,8 +1,8 @@
-#include "steam/SteamContext.h"
+#include "SteamContext.h"
 
-#include "steam/ISteamClient.h"
-#include "steam/ISteamUGC.h"
-#include "steam/SteamLibrary.h"
+#include "ISteamClient.h"
+#include "ISteamUGC.h"
+#include "SteamLibrary.h"
 
 // All the interfaces of this age are asked for, as a client expects, although two are used. A
 // client that has dropped an old one answers null for it, which must not take the Workshop with it.

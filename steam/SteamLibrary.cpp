@@ -1,4 +1,4 @@
-#include "steam/SteamLibrary.h"
+#include "SteamLibrary.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "steam/SteamTypes.h"
+#include "SteamTypes.h"
 
 #include <QString>
 

@@ -1,7 +1,7 @@
 #include "Support.h"
 
-#include "metadata/TextFields.h"
-#include "steam/SteamLibrary.h"
+#include "SteamLibrary.h"
+#include "TextFields.h"
 
 #include <QBuffer>
 #include <QCoreApplication>

@@ -1,7 +1,7 @@
 // Compiled, never linked, by a compiler for Windows: the headers assert the sizes and offsets of that
 // platform, and building a holder checks its layout.
 
-#include "steam/CallResult.h"
+#include "CallResult.h"
 
 static_assert(sizeof(CreateItemResult_t) == 24 && sizeof(SteamParamStringArray_t) == 16, "64-bit Windows");
 

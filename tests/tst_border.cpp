@@ -1,6 +1,6 @@
-#include "steam/CallResult.h"
-#include "steam/ISteamClient.h"
-#include "steam/ISteamUGC.h"
+#include "CallResult.h"
+#include "ISteamClient.h"
+#include "ISteamUGC.h"
 
 #include <QTest>
 

@@ -1,6 +1,6 @@
 #include "Support.h"
 
-#include "metadata/TextFields.h"
+#include "TextFields.h"
 
 #include <QDir>
 #include <QJsonArray>

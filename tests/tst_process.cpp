@@ -1,6 +1,6 @@
 #include "Support.h"
 
-#include "steam/SteamLibrary.h"
+#include "SteamLibrary.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -1,9 +1,9 @@
 #include "Support.h"
 
-#include "app/MainWindow.h"
-#include "app/Termination.h"
-#include "metadata/NativePath.h"
-#include "widgets/Logger.h"
+#include "Logger.h"
+#include "MainWindow.h"
+#include "NativePath.h"
+#include "Termination.h"
 
 #include <QAbstractItemView>
 #include <QClipboard>

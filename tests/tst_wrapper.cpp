@@ -1,10 +1,10 @@
 #include "Support.h"
 
-#include "app/MainWindow.h"
-#include "steam/ISteamClient.h"
-#include "steam/ISteamUGC.h"
-#include "steam/SteamApi.h"
-#include "workshop/SteamWrapper.h"
+#include "ISteamClient.h"
+#include "ISteamUGC.h"
+#include "MainWindow.h"
+#include "SteamApi.h"
+#include "SteamWrapper.h"
 
 #include <QCryptographicHash>
 #include <QDir>

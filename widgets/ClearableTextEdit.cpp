@@ -1,4 +1,4 @@
-#include "widgets/ClearableTextEdit.h"
+#include "ClearableTextEdit.h"
 
 #include <QAction>
 #include <QCoreApplication>

@@ -1,4 +1,4 @@
-#include "widgets/Logger.h"
+#include "Logger.h"
 
 #include <QObject>
 #include <QPlainTextEdit>

@@ -1,4 +1,4 @@
-#include "widgets/LoggerTextEdit.h"
+#include "LoggerTextEdit.h"
 
 LoggerTextEdit::LoggerTextEdit(QWidget* parent) : ClearableTextEdit(parent)
 {

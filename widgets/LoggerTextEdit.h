@@ -1,6 +1,6 @@
 #pragma once
 
-#include "widgets/ClearableTextEdit.h"
+#include "ClearableTextEdit.h"
 
 /// The log pane: coloured lines on light grey.
 class LoggerTextEdit : public ClearableTextEdit

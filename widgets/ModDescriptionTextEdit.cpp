@@ -1,6 +1,6 @@
-#include "widgets/ModDescriptionTextEdit.h"
+#include "ModDescriptionTextEdit.h"
 
-#include "app/MainWindow.h"
+#include "MainWindow.h"
 
 namespace {
 

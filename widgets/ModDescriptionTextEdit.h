@@ -1,6 +1,6 @@
 #pragma once
 
-#include "widgets/PromptedTextEdit.h"
+#include "PromptedTextEdit.h"
 
 /// The editor of the mod's description. A changed text is stored in the loaded mod and saved as
 /// soon as the editor loses the focus, also because it is disabled: a file that somebody has broken

@@ -1,4 +1,4 @@
-#include "widgets/PromptedTextEdit.h"
+#include "PromptedTextEdit.h"
 
 PromptedTextEdit::PromptedTextEdit(QWidget* parent) : ClearableTextEdit(parent)
 {}

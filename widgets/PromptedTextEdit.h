@@ -1,6 +1,6 @@
 #pragma once
 
-#include "widgets/ClearableTextEdit.h"
+#include "ClearableTextEdit.h"
 
 /// A text editor that shows a prompt while it is empty and has no focus.
 ///

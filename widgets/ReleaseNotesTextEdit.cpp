@@ -1,4 +1,4 @@
-#include "widgets/ReleaseNotesTextEdit.h"
+#include "ReleaseNotesTextEdit.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "widgets/PromptedTextEdit.h"
+#include "PromptedTextEdit.h"
 
 /// The editor of the change notes that go with the next upload.
 class ReleaseNotesTextEdit : public PromptedTextEdit

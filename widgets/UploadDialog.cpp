@@ -1,4 +1,4 @@
-#include "widgets/UploadDialog.h"
+#include "UploadDialog.h"
 
 #include "ui_UploadDialog.h"
 

@@ -1,4 +1,4 @@
-#include "workshop/SteamWrapper.h"
+#include "SteamWrapper.h"
 
 #include <array>
 

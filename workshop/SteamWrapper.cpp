@@ -1,7 +1,7 @@
-#include "workshop/SteamWrapper.h"
+#include "SteamWrapper.h"
 
-#include "steam/SteamApi.h"
-#include "widgets/Logger.h"
+#include "Logger.h"
+#include "SteamApi.h"
 
 #include <QNetworkAccessManager>
 #include <QNetworkReply>

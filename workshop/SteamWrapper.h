@@ -1,8 +1,8 @@
 #pragma once
 
-#include "metadata/ModParser.h"
-#include "steam/CallResult.h"
-#include "steam/SteamTypes.h"
+#include "CallResult.h"
+#include "ModParser.h"
+#include "SteamTypes.h"
 
 #include <QByteArray>
 #include <QObject>

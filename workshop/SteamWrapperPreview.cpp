@@ -1,9 +1,9 @@
-#include "workshop/SteamWrapper.h"
+#include "SteamWrapper.h"
 
-#include "steam/ISteamUGC.h"
-#include "steam/SteamApi.h"
-#include "widgets/Logger.h"
-#include "widgets/PreviewPicture.h"
+#include "ISteamUGC.h"
+#include "Logger.h"
+#include "PreviewImage.h"
+#include "SteamApi.h"
 
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
@@ -112,5 +112,5 @@ void SteamWrapper::received_network_reply(QNetworkReply* reply)
         callback.Call(QPixmap());
         return;
     }
-    callback.Call(PreviewPicture::FromData(arrived + reply->readAll()));
+    callback.Call(PreviewImage::FromData(arrived + reply->readAll()));
 }

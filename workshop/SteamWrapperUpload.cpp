@@ -1,11 +1,11 @@
-#include "workshop/SteamWrapper.h"
+#include "SteamWrapper.h"
 
-#include "app/MainWindow.h"
-#include "metadata/Visibility.h"
-#include "qt/Differences.h"
-#include "steam/ISteamUGC.h"
-#include "steam/SteamApi.h"
-#include "widgets/Logger.h"
+#include "ISteamUGC.h"
+#include "Logger.h"
+#include "MainWindow.h"
+#include "QtDifferences.h"
+#include "SteamApi.h"
+#include "Visibility.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -12,9 +12,9 @@ class QString;
 /// Returns false when the file keeps another content: it is read-only, its folder is missing, there
 /// is no room. Two programs may write the same file at once; the later one wins. Not for several
 /// threads.
-bool WriteWholeFile(const QString& path, const QByteArray& content);
+bool WriteFileAtomically(const QString& path, const QByteArray& content);
 
 /// Removes the hidden files that programs have left beside `path` when they were killed in the
-/// middle of WriteWholeFile. It lists the folder. A program that is just writing keeps the old
+/// middle of WriteFileAtomically. It lists the folder. A program that is just writing keeps the old
 /// file.
-void RemoveUnfinished(const QString& path);
+void RemoveStaleTempFiles(const QString& path);

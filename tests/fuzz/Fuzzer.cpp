@@ -1,4 +1,4 @@
-#include "fuzz/Properties.h"
+#include "Properties.h"
 
 #include <QByteArray>
 #include <QGuiApplication>

@@ -1,4 +1,4 @@
-#include "fuzz/Properties.h"
+#include "Properties.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,4 +1,4 @@
-#include "qt/Differences.h"
+#include "QtDifferences.h"
 
 #include <QtGlobal>
 

@@ -1,4 +1,4 @@
-#include "widgets/PreviewPicture.h"
+#include "PreviewImage.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -107,7 +107,7 @@ bool is_bearable(const QByteArray& data, const QImageReader& reader)
 
 } // namespace
 
-QPixmap PreviewPicture::FromData(const QByteArray& data)
+QPixmap PreviewImage::FromData(const QByteArray& data)
 {
     TimedData source(data.startsWith("\x89PNG") ? without_texts(data) : data);
     QImageReader reader(&source);
@@ -117,7 +117,7 @@ QPixmap PreviewPicture::FromData(const QByteArray& data)
     return source.is_late() ? QPixmap() : picture;
 }
 
-QPixmap PreviewPicture::FromFile(const QString& path)
+QPixmap PreviewImage::FromFile(const QString& path)
 {
     QFile file(path);
     // Opening a pipe would wait for ever.

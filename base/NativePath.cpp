@@ -1,4 +1,4 @@
-#include "metadata/NativePath.h"
+#include "NativePath.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,12 +1,12 @@
 #include "Support.h"
 
-#include "app/MainWindow.h"
-#include "app/Termination.h"
-#include "steam/SteamLibrary.h"
-#include "widgets/Logger.h"
-#include "widgets/PreviewPicture.h"
-#include "widgets/UploadDialog.h"
-#include "workshop/SteamWrapper.h"
+#include "Logger.h"
+#include "MainWindow.h"
+#include "PreviewImage.h"
+#include "SteamLibrary.h"
+#include "SteamWrapper.h"
+#include "Termination.h"
+#include "UploadDialog.h"
 
 #include <QAbstractEventDispatcher>
 #include <QApplication>
@@ -176,7 +176,7 @@ QJsonObject figures(const MainWindow& window, Pulse& pulse)
 
 void decode(const QString& path)
 {
-    const QPixmap picture = PreviewPicture::FromData(read_file(path));
+    const QPixmap picture = PreviewImage::FromData(read_file(path));
     const QString size = QString("%1x%2").arg(picture.width()).arg(picture.height());
     Logger::LogMessage("picture " + (picture.isNull() ? "undecodable" : size), Logger::Success);
 }

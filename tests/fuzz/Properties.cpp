@@ -1,7 +1,7 @@
-#include "fuzz/Properties.h"
+#include "Properties.h"
 
-#include "metadata/ModParser.h"
-#include "widgets/PreviewPicture.h"
+#include "ModParser.h"
+#include "PreviewImage.h"
 
 #include <QDir>
 #include <QFile>
@@ -15,8 +15,7 @@ namespace {
 void require(bool holds, const char* promise)
 {
     if (!holds)
-        qFatal("broken promise: %s; the reader said: %s", promise,
-               qPrintable(ModParser::GetParseMetadataResult()));
+        qFatal("broken promise: %s; the reader said: %s", promise, qPrintable(ModParser::GetParseMetadataResult()));
 }
 
 QByteArray read_file(const QString& path)
@@ -29,8 +28,7 @@ QByteArray read_file(const QString& path)
 void write_file(const QString& path, const QByteArray& content)
 {
     QFile file(path);
-    require(file.open(QIODevice::WriteOnly) && file.write(content) == content.size(),
-            "the input can be stored");
+    require(file.open(QIODevice::WriteOnly) && file.write(content) == content.size(), "the input can be stored");
 }
 
 QStringList fields(const ModDescriptor& mod)
@@ -47,8 +45,7 @@ QString carried(const QString& text)
         QStringLiteral("[^\\t\\n\\r\\x{20}-\\x{D7FF}\\x{E000}-\\x{FFFD}\\x{10000}-\\x{10FFFF}]"));
     QString result; // without lone surrogates: the expression takes no text that has them
     for (int i = 0; i < text.size(); ++i) {
-        const bool pair =
-            text[i].isHighSurrogate() && i + 1 < text.size() && text[i + 1].isLowSurrogate();
+        const bool pair = text[i].isHighSurrogate() && i + 1 < text.size() && text[i + 1].isLowSurrogate();
         if (pair)
             result += text[i++];
         if (pair || !text[i].isSurrogate())
@@ -106,8 +103,7 @@ void Properties::Metadata(const QByteArray& xml)
         return;
     }
     require(first.folder_path == folder && first.preview_path.isEmpty(), "the record is filled");
-    require(!first.name.isEmpty() && !first.directory.isEmpty() && !first.id.isEmpty()
-                && !first.visibility.isEmpty(),
+    require(!first.name.isEmpty() && !first.directory.isEmpty() && !first.id.isEmpty() && !first.visibility.isEmpty(),
             "what is missing is filled in");
     static const QRegularExpression version(QStringLiteral("\\A[0-9.]*\\z"));
     require(version.match(first.version).hasMatch(), "a version has digits and dots only");
@@ -132,7 +128,6 @@ void Properties::Metadata(const QByteArray& xml)
 
 void Properties::Preview(const QByteArray& picture)
 {
-    const QPixmap pixmap = PreviewPicture::FromData(picture);
-    require(qint64{pixmap.width()} * pixmap.height() <= qint64{8} * 1024 * 1024,
-            "a preview is bearable");
+    const QPixmap pixmap = PreviewImage::FromData(picture);
+    require(qint64{pixmap.width()} * pixmap.height() <= qint64{8} * 1024 * 1024, "a preview is bearable");
 }

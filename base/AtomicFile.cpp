@@ -1,6 +1,6 @@
-#include "metadata/WholeFile.h"
+#include "AtomicFile.h"
 
-#include "metadata/NativePath.h"
+#include "NativePath.h"
 
 #include <QByteArray>
 #include <QCoreApplication>
@@ -72,7 +72,7 @@ bool write_in_place(const QString& path, const QByteArray& content)
 
 } // namespace
 
-bool WriteWholeFile(const QString& path, const QByteArray& content)
+bool WriteFileAtomically(const QString& path, const QByteArray& content)
 {
     const QFileInfo old(path);
     // A pipe or a device must be neither replaced nor waited for.
@@ -106,7 +106,7 @@ bool WriteWholeFile(const QString& path, const QByteArray& content)
     return write_in_place(target, content);
 }
 
-void RemoveUnfinished(const QString& path)
+void RemoveStaleTempFiles(const QString& path)
 {
     const QFileInfo place(QFileInfo(path).canonicalFilePath());
     if (place.filePath().isEmpty()) // the file has gone; this would be the working directory
