@@ -2,54 +2,22 @@
 
 #include "ui_MainWindow.h"
 
+#include "EventFilters.h"
 #include "FitText.h"
 #include "Logger.h"
 #include "SteamWrapper.h"
 #include "Visibility.h"
 
-#include <QCursor>
-#include <QEvent>
 #include <QMovie>
-#include <QTextDocument>
-#include <QToolTip>
 
 namespace {
-
-/// Shows tool tips as the text that they are, never as markup: an author's description could name
-/// files to be opened. Long ones are wrapped.
-class PlainToolTips final : public QObject
-{
-public:
-    explicit PlainToolTips(QObject* parent) : QObject(parent) {}
-
-    bool eventFilter(QObject* watched, QEvent* event) override
-    {
-        const auto* const widget = qobject_cast<QWidget*>(watched);
-        if (event->type() != QEvent::ToolTip || widget == nullptr || widget->toolTip().isEmpty())
-            return false;
-        QToolTip::showText(QCursor::pos(), Qt::convertFromPlainText(widget->toolTip()));
-        return true;
-    }
-};
-
-/// Keeps the wheel from selecting in a closed box: a notch in passing would be saved at once, and
-/// could publish a private mod. The open list is a window of its own and still scrolls.
-class WheelBlocker final : public QObject
-{
-public:
-    explicit WheelBlocker(QObject* parent) : QObject(parent) {}
-
-    bool eventFilter(QObject* /*watched*/, QEvent* event) override
-    {
-        return event->type() == QEvent::Wheel;
-    }
-};
 
 /// One heartbeat; Steam wants its callbacks pumped some thirty times a second.
 constexpr int heartbeat_ms = 33;
 
-/// Of the loading picture in per cent. It always runs, but every change of it wakes the processor.
-constexpr int unseen_speed = 1;
+/// Playback speed in per cent while hidden: the movie must keep running, but each frame wakes the
+/// CPU.
+constexpr int hidden_speed = 1;
 
 } // namespace
 
@@ -58,20 +26,20 @@ MainWindow* MainWindow::s_Window = nullptr;
 MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent), ui(new Ui_MainWindow)
 {
     s_Window = this;
-    Q_INIT_RESOURCE(resources); // which the linker leaves out unless somebody names them
+    Q_INIT_RESOURCE(resources); // the linker drops them from the library unless they are named
     ui->setupUi(this);
 
     if (Logger::Initialize(ui->OutputLog) && SteamWrapper::GetInstance()->Initialize()) {
         Logger::LogMessage(tr("Please choose a mod to upload..."), Logger::Info);
     } else {
         enable_all_ui(false);
-        setAcceptDrops(false); // a mod must not get in by another way
-        // Standard error has it too, but who starts the program from a menu never sees that.
+        setAcceptDrops(false); // a mod must not get in that way either
+        // Standard error has it too, but is not seen when the program was started from a menu.
         ui->OutputLog->setToolTip(SteamWrapper::GetInstance()->StartProblem());
     }
 
     setWindowFlags(Qt::Dialog | Qt::MSWindowsFixedSizeDialogHint);
-    // The flag is only heeded on Windows.
+    // The flag only works on Windows.
     setFixedSize(size());
 
     timer.setInterval(heartbeat_ms);
@@ -84,7 +52,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent), ui(new Ui_MainWin
     preview_colours.setBrush(QPalette::Window, Qt::white);
     ui->ModPreview->setPalette(preview_colours);
 
-    // The ground of this button is fixed, so its writing must not follow the desktop either.
+    // The style sheet fixes the background, so the text colour must not follow the theme.
     QPalette button_colours = ui->ChangePreview->palette();
     button_colours.setBrush(QPalette::Active, QPalette::ButtonText, Qt::black);
     button_colours.setBrush(QPalette::Inactive, QPalette::ButtonText, Qt::black);
@@ -112,7 +80,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent), ui(new Ui_MainWin
 
 MainWindow::~MainWindow()
 {
-    Finish(); // while everything stands
+    Finish(); // while every widget still exists
     hide();
 
     SteamWrapper::GetInstance()->Shutdown();
@@ -141,11 +109,11 @@ ModParser::ModDescriptor& MainWindow::GetModDescriptor()
 void MainWindow::start_loading_movie()
 {
     loading_movie = new QMovie(QStringLiteral(":/resources/images/loading.gif"));
-    // It runs also while nobody sees it: after the first round its pictures are only exchanged.
+    // It also runs while hidden: after the first round it only swaps decoded frames.
     loading_movie->setCacheMode(QMovie::CacheAll);
     loading_movie->setScaledSize(ui->ModPreview->size() / 2);
     loading_movie->start();
-    loading_movie->setSpeed(unseen_speed);
+    loading_movie->setSpeed(hidden_speed);
 }
 
 void MainWindow::show_loading_movie()
@@ -153,13 +121,13 @@ void MainWindow::show_loading_movie()
     ui->ModPreview->setScaledContents(false);
     ui->ModPreview->setMovie(loading_movie);
     loading_movie->setSpeed(100);
-    loading_movie->jumpToNextFrame(); // the slow picture would stay for seconds
+    loading_movie->jumpToNextFrame(); // the current frame would stay for seconds
 }
 
 void MainWindow::show_preview(const QPixmap& preview)
 {
     ui->ModPreview->setPixmap(preview);
-    loading_movie->setSpeed(unseen_speed);
+    loading_movie->setSpeed(hidden_speed);
 }
 
 void MainWindow::fill_tag_list()

@@ -7,9 +7,7 @@
 
 #include <cstdlib>
 
-#if defined(Q_OS_WIN)
-#include <windows.h>
-#else
+#if !defined(Q_OS_WIN)
 #include <QSocketNotifier>
 
 #include <cerrno>
@@ -37,24 +35,7 @@ void finish_window()
         s_window->Finish();
 }
 
-#if defined(Q_OS_WIN)
-
-/// Runs in a thread of its own. For most events the system ends the process when this returns, so
-/// it does not: the process ends first.
-BOOL WINAPI take_console_event(DWORD /*event*/)
-{
-    QMetaObject::invokeMethod(
-        qApp, [] { end_program(); }, Qt::QueuedConnection);
-    Sleep(INFINITE);
-    return TRUE;
-}
-
-void watch_system()
-{
-    SetConsoleCtrlHandler(take_console_event, TRUE);
-}
-
-#else
+#if !defined(Q_OS_WIN) // which closes windows instead
 
 int s_pipe[2];
 
@@ -66,7 +47,7 @@ void take_signal(int /*number*/)
     errno = kept;
 }
 
-void watch_system()
+void watch_signals()
 {
     if (::pipe(s_pipe) != 0)
         return;
@@ -94,7 +75,9 @@ void watch_system()
 void Termination::Watch(MainWindow& window)
 {
     s_window = &window;
-    watch_system();
+#if !defined(Q_OS_WIN)
+    watch_signals();
+#endif
     // At the end of a session Windows ends the process right after this signal.
     QObject::connect(qApp, &QCoreApplication::aboutToQuit, &window, &MainWindow::Finish);
     // A display that goes without notice makes Qt call exit().

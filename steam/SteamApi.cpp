@@ -10,10 +10,8 @@
 
 namespace {
 
-std::optional<SteamFunctions> s_functions;
-SteamContext s_context;
-bool s_started = false;
-bool s_context_filled = false;
+std::optional<SteamFunctions> s_functions; // the library, once it is loaded
+SteamContext s_context;                    // all null while the API is not running
 QString s_problem;
 
 /// The length of the reason text that the newer start functions fill in.
@@ -41,12 +39,6 @@ bool load_library()
     QString problem;
     s_functions = LoadSteamLibrary(library_path(), problem);
     return s_functions || report(problem);
-}
-
-void forget_interfaces()
-{
-    s_context_filled = false;
-    s_context = SteamContext{};
 }
 
 /// The client looks for the application id in the environment before it tries a file in the working
@@ -84,12 +76,11 @@ bool start(const SteamFunctions& functions)
 /// A client can start and yet no longer know the interfaces that an upload needs.
 bool has_needed_interfaces()
 {
-    const SteamContext& context = SteamApi::Context();
-    if (context.User && context.UGC)
+    if (s_context.User && s_context.UGC)
         return true;
-    const char* const missing = !context.Client ? "ISteamClient"
-                                : !context.User ? "ISteamUser"
-                                                : "ISteamUGC";
+    const char* const missing = !s_context.Client ? "ISteamClient"
+                                : !s_context.User ? "ISteamUser"
+                                                  : "ISteamUGC";
     return report(QStringLiteral("%1: the Steam client has no %2 of the version that is needed")
                       .arg(library_path(), QLatin1String(missing)));
 }
@@ -102,11 +93,14 @@ bool SteamApi::Init(AppId_t app)
     if (!s_functions && !load_library())
         return false;
     name_application(app);
-    forget_interfaces();
-    s_started = start(*s_functions);
-    if (s_started && !has_needed_interfaces())
+    s_context = SteamContext{};
+    if (!start(*s_functions))
+        return false;
+    s_context = RequestInterfaces(*s_functions);
+    const bool is_usable = has_needed_interfaces();
+    if (!is_usable)
         Shutdown();
-    return s_started;
+    return is_usable;
 }
 
 const QString& SteamApi::Problem()
@@ -124,14 +118,11 @@ void SteamApi::Shutdown()
 {
     if (s_functions)
         s_functions->SteamAPI_Shutdown();
-    s_started = false;
-    forget_interfaces();
+    s_context = SteamContext{};
 }
 
 const SteamContext& SteamApi::Context()
 {
-    if (s_started && !s_context_filled)
-        s_context_filled = FillSteamContext(*s_functions, s_context);
     return s_context;
 }
 

@@ -26,8 +26,7 @@ void RunCallbacks();
 /// registrations survive: a holder that is still armed must unregister itself.
 void Shutdown();
 
-/// The interface pointers, all null while the API is not running. Filled on first use after a
-/// start; never keep a pointer from it across `Shutdown`.
+/// The interface pointers, all null while the API is not running. Never keep one across `Shutdown`.
 const SteamContext& Context();
 
 /// Has the answer to `call` delivered to `holder`. The library keeps the bare pointer until it has

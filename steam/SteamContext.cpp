@@ -6,19 +6,19 @@
 
 // All the interfaces of this age are asked for, as a client expects, although two are used. A
 // client that has dropped an old one answers null for it, which must not take the Workshop with it.
-bool FillSteamContext(const SteamFunctions& functions, SteamContext& context)
+SteamContext RequestInterfaces(const SteamFunctions& functions)
 {
     const HSteamUser user = functions.SteamAPI_GetHSteamUser();
     const HSteamPipe pipe = functions.SteamAPI_GetHSteamPipe();
     if (pipe == 0)
-        return false;
+        return {};
 
     auto* client =
         static_cast<ISteamClient*>(functions.SteamInternal_CreateInterface("SteamClient017"));
-    context = SteamContext{};
+    SteamContext context;
     context.Client = client;
     if (!client)
-        return true;
+        return context;
 
     context.User = client->GetISteamUser(user, pipe, "SteamUser019");
     client->GetISteamFriends(user, pipe, "SteamFriends015");
@@ -41,5 +41,5 @@ bool FillSteamContext(const SteamFunctions& functions, SteamContext& context)
     client->GetISteamHTMLSurface(user, pipe, "STEAMHTMLSURFACE_INTERFACE_VERSION_003");
     client->GetISteamInventory(user, pipe, "STEAMINVENTORY_INTERFACE_V001");
     client->GetISteamVideo(user, pipe, "STEAMVIDEO_INTERFACE_V001");
-    return true;
+    return context;
 }

@@ -15,6 +15,5 @@ struct SteamContext
     ISteamUGC* UGC = nullptr;
 };
 
-/// Asks Steam for every interface. Returns false, having asked for nothing, while Steam gives out
-/// no pipe (it was not started).
-bool FillSteamContext(const SteamFunctions& functions, SteamContext& context);
+/// Asks Steam for every interface. All pointers are null when Steam gives out no pipe.
+SteamContext RequestInterfaces(const SteamFunctions& functions);

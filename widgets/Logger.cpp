@@ -1,27 +1,15 @@
 #include "Logger.h"
 
-#include <QObject>
 #include <QPlainTextEdit>
+
+#include <iterator>
 
 QPlainTextEdit* Logger::s_Edit = nullptr;
 
 namespace {
 
-/// The line format of a message type, null for an unknown type.
-QString line_format(Logger::eMessageType type)
-{
-    switch (type) {
-    case Logger::Info:
-        return QObject::tr("<font color=\"#000000\">%1</font>");
-    case Logger::Success:
-        return QObject::tr("<font color=\"#008800\">%1</font>");
-    case Logger::Warning:
-        return QObject::tr("<font color=\"#888800\">%1</font>");
-    case Logger::Error:
-        return QObject::tr("<font color=\"#aa0000\">%1</font>");
-    }
-    return {};
-}
+/// By message type.
+constexpr const char* colours[] = {"#000000", "#008800", "#888800", "#aa0000"};
 
 } // namespace
 
@@ -40,6 +28,7 @@ void Logger::LogMessage(QString message, eMessageType type)
 {
     if (!s_Edit)
         return;
-    const QString format = line_format(type);
-    s_Edit->appendHtml(format.isNull() ? QString() : format.arg(message));
+    const QString format = QStringLiteral("<font color=\"%1\">%2</font>");
+    const bool is_known = type < std::size(colours);
+    s_Edit->appendHtml(is_known ? format.arg(QLatin1String(colours[type]), message) : QString());
 }

@@ -2,21 +2,9 @@
 
 #include "MainWindow.h"
 
-namespace {
-
-const QString s_Prompt = QStringLiteral("Enter Mod Description");
-
-} // namespace
-
-ModDescriptionTextEdit::ModDescriptionTextEdit(QWidget* parent) : PromptedTextEdit(parent)
-{
-    appendPlainText(s_Prompt);
-}
-
-const QString& ModDescriptionTextEdit::prompt() const
-{
-    return s_Prompt;
-}
+ModDescriptionTextEdit::ModDescriptionTextEdit(QWidget* parent)
+    : PromptedTextEdit(QStringLiteral("Enter Mod Description"), parent)
+{}
 
 void ModDescriptionTextEdit::focusOutEvent(QFocusEvent* e)
 {

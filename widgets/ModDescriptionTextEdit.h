@@ -13,6 +13,5 @@ public:
     explicit ModDescriptionTextEdit(QWidget* parent);
 
 protected:
-    const QString& prompt() const override;
     void focusOutEvent(QFocusEvent* e) override;
 };

@@ -1,11 +1,14 @@
 #include "PromptedTextEdit.h"
 
-PromptedTextEdit::PromptedTextEdit(QWidget* parent) : ClearableTextEdit(parent)
-{}
+PromptedTextEdit::PromptedTextEdit(const QString& new_prompt, QWidget* parent)
+    : ClearableTextEdit(parent), prompt(new_prompt)
+{
+    appendPlainText(prompt);
+}
 
 bool PromptedTextEdit::shows_prompt() const
 {
-    return toPlainText() == prompt();
+    return toPlainText() == prompt;
 }
 
 QString PromptedTextEdit::GetFinalText() const
@@ -23,6 +26,6 @@ void PromptedTextEdit::focusInEvent(QFocusEvent* e)
 void PromptedTextEdit::focusOutEvent(QFocusEvent* e)
 {
     if (toPlainText().isEmpty())
-        appendPlainText(prompt());
+        appendPlainText(prompt);
     QPlainTextEdit::focusOutEvent(e);
 }

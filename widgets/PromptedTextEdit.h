@@ -15,14 +15,13 @@ public:
     QString GetFinalText() const;
 
 protected:
-    /// Subclasses show their prompt themselves when they are built.
-    explicit PromptedTextEdit(QWidget* parent);
-
-    virtual const QString& prompt() const = 0;
+    PromptedTextEdit(const QString& new_prompt, QWidget* parent);
 
     void focusInEvent(QFocusEvent* e) override;
     void focusOutEvent(QFocusEvent* e) override;
 
 private:
     bool shows_prompt() const;
+
+    const QString prompt;
 };

@@ -1,17 +1,5 @@
 #include "ReleaseNotesTextEdit.h"
 
-namespace {
-
-const QString s_Prompt = QStringLiteral("Enter Change Notes");
-
-} // namespace
-
-ReleaseNotesTextEdit::ReleaseNotesTextEdit(QWidget* parent) : PromptedTextEdit(parent)
-{
-    appendPlainText(s_Prompt);
-}
-
-const QString& ReleaseNotesTextEdit::prompt() const
-{
-    return s_Prompt;
-}
+ReleaseNotesTextEdit::ReleaseNotesTextEdit(QWidget* parent)
+    : PromptedTextEdit(QStringLiteral("Enter Change Notes"), parent)
+{}

@@ -10,7 +10,6 @@
 #include <QNetworkRequest>
 
 #include <array>
-#include <utility>
 
 namespace {
 
@@ -19,13 +18,10 @@ std::array<char, 4096> s_preview_url;
 /// Marks a request as a preview download, with the value 0. A request without it reads as 0 too.
 constexpr auto kind_attribute = QNetworkRequest::User;
 
-/// The Workshop takes previews of less than 1 MiB; whatever sends much more is no preview.
+/// The Workshop takes previews of less than 1 MiB; much more than that is no preview.
 constexpr qint64 max_preview_bytes = qint64{8} * 1024 * 1024;
-/// What Qt may hold that has not been taken yet. A server may send single bytes, each of which
-/// takes a hundred there.
-constexpr qint64 read_ahead_bytes = qint64{64} * 1024;
 constexpr int silence_timeout_ms = 30'000;
-/// The reason of a failure may hold what the server has sent. A long line takes the log seconds.
+/// An error text may quote what the server has sent, and a long line takes the log seconds.
 constexpr int max_reason_characters = 500;
 
 QNetworkRequest preview_request()
@@ -38,8 +34,7 @@ QNetworkRequest preview_request()
     request.setTransferTimeout(silence_timeout_ms);
     request.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
     request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
-    // Qt would unpack a packed answer before anyone could look at its size. Pictures are not
-    // packed.
+    // Qt would decompress a reply before its size can be checked. Images are not sent compressed.
     request.setRawHeader("Accept-Encoding", "identity");
     return request;
 }
@@ -80,18 +75,14 @@ void SteamWrapper::on_mod_query_complete(SteamUGCQueryCompleted_t* /*result*/, b
         return;
     s_preview_url.back() = '\0';
 
-    preview_bytes.clear();
-    preview_reply = network_access_manager->get(preview_request());
-    // Without a limit Qt's own thread reads on for as long as there is something to read.
-    preview_reply->setReadBufferSize(read_ahead_bytes);
-    connect(preview_reply, &QNetworkReply::readyRead, this, &SteamWrapper::take_preview_bytes);
-}
-
-void SteamWrapper::take_preview_bytes()
-{
-    preview_bytes += preview_reply->readAll();
-    if (preview_bytes.size() > max_preview_bytes)
-        preview_reply->abort();
+    QNetworkReply* const reply = network_access_manager->get(preview_request());
+    preview_reply = reply;
+    // Otherwise Qt's own thread reads on for as long as there is something to read.
+    reply->setReadBufferSize(max_preview_bytes + 1);
+    connect(reply, &QNetworkReply::readyRead, reply, [reply] {
+        if (reply->bytesAvailable() > max_preview_bytes)
+            reply->abort();
+    });
 }
 
 void SteamWrapper::received_network_reply(QNetworkReply* reply)
@@ -102,7 +93,6 @@ void SteamWrapper::received_network_reply(QNetworkReply* reply)
     // Taken before it is called: it may ask for the next preview at once.
     const CallbackInfo<const QPixmap&> callback = preview_callback;
     preview_callback.Reset();
-    const QByteArray arrived = std::exchange(preview_bytes, QByteArray());
 
     if (reply->error() != QNetworkReply::NoError) {
         Logger::LogMessage(
@@ -112,5 +102,5 @@ void SteamWrapper::received_network_reply(QNetworkReply* reply)
         callback.Call(QPixmap());
         return;
     }
-    callback.Call(PreviewImage::FromData(arrived + reply->readAll()));
+    callback.Call(PreviewImage::FromData(reply->readAll()));
 }
