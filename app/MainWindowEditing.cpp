@@ -25,7 +25,7 @@ void MainWindow::on_ChangePreview_clicked()
 /// and when a mod of another visibility is shown.
 void MainWindow::on_ModVisibility_currentIndexChanged(int Index)
 {
-    // -1 stands for no entry.
+    // -1 is no entry.
     if (Index >= 0 && Index < static_cast<int>(std::size(ModParser::visibilities)))
         mod_descriptor.visibility = tr(ModParser::visibilities[Index]);
     mod_descriptor.SaveMetadata();

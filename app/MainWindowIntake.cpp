@@ -106,8 +106,9 @@ void MainWindow::NotifyMetadataUpdated()
     last_metadata_time = QDateTime::currentDateTime();
     if (mod_descriptor.folder_path.isEmpty())
         return;
-    // Anything else in the file means that the save has failed, or that somebody was faster than
-    // this look at it. A file that cannot be read, because a virus scanner has it, say, is our own.
+    // Any other content means that the save has failed, or that somebody has already changed the
+    // file. A file that cannot be read, for example because a virus scanner has it open, is our
+    // own.
     const FileState saved = look_at(watched_path());
     const QByteArray own = mod_descriptor.ToXml();
     if (saved.content.isNull() || saved.content == own)
@@ -123,8 +124,8 @@ void MainWindow::reread_changed_metadata()
     const QDateTime date = QFileInfo(watched_path()).lastModified();
     if (!date.isValid())
         return;
-    // Changes in the same step of the file system's clock leave the same date, so until a look
-    // after that step only the content tells. A file that could not be read is tried again.
+    // Changes within one step of the file system's clock leave the same date, so until that step is
+    // over only the content shows them. A file that could not be read is tried again.
     const bool is_settled = date.addMSecs(coarsest_date_ms) < last_metadata_time;
     if (date == known_metadata.date && is_settled && !known_metadata.content.isNull())
         return;

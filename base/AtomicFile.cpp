@@ -19,13 +19,13 @@
 
 namespace {
 
-/// The beginning of the names under which new files grow up. Nobody else's, and mostly hidden.
+/// The prefix of the names of temporary files: used by nobody else, and hidden on most systems.
 QString hidden_prefix(const QFileInfo& file)
 {
     return QLatin1Char('.') + file.fileName() + QStringLiteral(".saving-");
 }
 
-/// Takes the file out of the system's memory onto the disk, so that a power cut finds it whole.
+/// Flushes the file to disk, so that it is complete after a power cut.
 bool reaches_disk(QFile& file)
 {
     if (!file.flush())
@@ -51,8 +51,8 @@ bool replace(const QString& old_path, const QString& new_path)
     return !error;
 }
 
-/// Grows the file before it touches what is there: on most file systems only that can fail for want
-/// of space.
+/// Extends the file before it overwrites anything: on most file systems only extending it can fail
+/// for lack of space.
 bool write_in_place(const QString& path, const QByteArray& content)
 {
     QFile file(path);
@@ -75,34 +75,33 @@ bool write_in_place(const QString& path, const QByteArray& content)
 bool WriteFileAtomically(const QString& path, const QByteArray& content)
 {
     const QFileInfo old(path);
-    // A pipe or a device must be neither replaced nor waited for.
+    // A pipe or a device must not be replaced, and opening it could block.
     if (old.exists() && !(old.isFile() && old.isWritable()))
         return false;
-    // Two windows on one mod would take each other's writes for changes, for ever.
+    // Two windows on one mod would take each other's writes for changes without end.
     if (has_content(path, content))
         return true;
     const QString behind_links = old.canonicalFilePath(); // empty as soon as the file is gone
     const QString target = behind_links.isEmpty() ? path : behind_links;
     const QFileInfo place(target);
 
-    // Not QSaveFile: what that leaves when the process is killed looks like any of the mod's files,
-    // could never be taken away again, and would go to the Workshop.
+    // Not QSaveFile: the temporary files that it leaves when the process is killed cannot be told
+    // from the mod's files, so they could never be removed and would be uploaded.
     const QString process = QString::number(QCoreApplication::applicationPid());
-    QFile fresh(place.path() + QLatin1Char('/') + hidden_prefix(place) + process);
-    fresh.remove(); // of a program with the same number that was killed
-    if (!fresh.open(QIODevice::WriteOnly | QIODevice::NewOnly))
+    QFile temp_file(place.path() + QLatin1Char('/') + hidden_prefix(place) + process);
+    temp_file.remove(); // of a program with the same number that was killed
+    if (!temp_file.open(QIODevice::WriteOnly | QIODevice::NewOnly))
         return write_in_place(target, content);
     if (old.exists())
-        fresh.setPermissions(place.permissions()); // not every file system has them
-    const bool is_whole = fresh.write(content) == content.size() && reaches_disk(fresh);
-    fresh.close();
-    if (is_whole && replace(target, fresh.fileName()))
+        temp_file.setPermissions(place.permissions()); // not every file system has them
+    const bool is_whole = temp_file.write(content) == content.size() && reaches_disk(temp_file);
+    temp_file.close();
+    if (is_whole && replace(target, temp_file.fileName()))
         return true;
-    fresh.remove();
-    // Some folders and systems let a file be written but not replaced, for example while another
-    // program has it open.
-    // A full disk often has room for some bytes more in a file that is there. The number of a new
-    // Workshop item must not be lost.
+    temp_file.remove();
+    // A file that another program has open can often be written but not replaced, and a full disk
+    // often has room for a few more bytes in an existing file. The number of a new Workshop item
+    // must not be lost.
     return write_in_place(target, content);
 }
 

@@ -3,18 +3,16 @@
 class QByteArray;
 class QString;
 
-/// Replaces the file at `path` by one with this content, whole or not at all: when there is no room
-/// or the process is killed, the old file is still there. Leaves a file alone that has this content
-/// already. Goes through a link to the file behind it and keeps the permissions. Where there is no
-/// room for a new file, or it cannot take the place of the old one, the old file itself is written
-/// if it has the room; only then a kill in that moment can damage it.
+/// Replaces the content of the file at `path` atomically: when there is no space or the process is
+/// killed, the old content is still there. A file that already has the content is not written.
+/// Follows links and keeps the permissions. Where there is no space for a temporary file, or it
+/// cannot replace the old one, the old file is overwritten in place if it has the space; only then
+/// a kill at that moment can damage it.
 ///
 /// Returns false when the file keeps another content: it is read-only, its folder is missing, there
-/// is no room. Two programs may write the same file at once; the later one wins. Not for several
-/// threads.
+/// is no space. Two programs may write the same file at once; the later one wins. Not thread-safe.
 bool WriteFileAtomically(const QString& path, const QByteArray& content);
 
-/// Removes the hidden files that programs have left beside `path` when they were killed in the
-/// middle of WriteFileAtomically. It lists the folder. A program that is just writing keeps the old
-/// file.
+/// Removes the temporary files that are left beside `path` when a program was killed in
+/// WriteFileAtomically. Lists the folder. A program that is just writing keeps the old file.
 void RemoveStaleTempFiles(const QString& path);

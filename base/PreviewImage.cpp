@@ -12,19 +12,19 @@
 
 namespace {
 
-/// A few hundred bytes can unpack to gigabytes. 8 million pixels are a screen of 3840 x 2160, far
-/// more than a preview has, which must be smaller than 1 MiB. Decoding takes up to 12 bytes a pixel
-/// (a progressive JPEG with four colours).
+/// A few hundred bytes can decode to gigabytes. 8 Mi pixels are a screen of 3840 x 2160, far more
+/// than a preview of less than 1 MiB has. Decoding takes up to 12 bytes a pixel (a progressive JPEG
+/// with four colour channels).
 constexpr qint64 max_pixels = qint64{8} * 1024 * 1024;
 /// A BMP of that size.
 constexpr qint64 max_file_bytes = max_pixels * 4 + qint64{64} * 1024;
-/// A progressive JPEG has some ten scans. Each goes over all pixels, and takes ten bytes of file.
+/// A progressive JPEG has some ten scans. Each covers all pixels and takes as little as ten bytes.
 constexpr int max_scans = 32;
-/// Processor time: what else the computer does must not decide which pictures are shown.
+/// CPU time, so that the load of the computer does not decide which images are shown.
 constexpr std::clock_t max_time = CLOCKS_PER_SEC / 2;
 
-/// The formats of Qt itself that previews have. They tell the size of a picture before they unpack
-/// it; plugins that others have installed need not.
+/// Qt's own formats for previews. They report the size of an image before it is decoded; installed
+/// plugins need not.
 bool is_known(const QByteArray& format)
 {
     static const QList<QByteArray> known{"bmp", "gif", "jpeg", "png"};
@@ -32,8 +32,8 @@ bool is_known(const QByteArray& format)
 }
 
 /// The data of an image, which end early once decoding has taken too long. The number of pixels
-/// does not limit that: decoders also unpack what follows the last pixel, and get slower with every
-/// comment.
+/// does not limit that: decoders also decompress what follows the last pixel, and slow down with
+/// every comment.
 class TimedData final : public QIODevice
 {
 public:
@@ -60,7 +60,7 @@ private:
     const std::clock_t start = std::clock();
 };
 
-/// The PNG with nothing but its pixels. A compressed text of 8 KB takes 50 MiB while it is read.
+/// The PNG without its metadata. A compressed text of 8 KB takes 50 MiB while it is read.
 QByteArray without_texts(const QByteArray& png)
 {
     static const QList<QByteArray> needed{"IHDR", "PLTE", "tRNS", "IDAT", "IEND"};
@@ -83,8 +83,8 @@ bool is_within_limit(const QSize& size)
     return pixels > 0 && pixels <= max_pixels;
 }
 
-/// The reader tells the size of the first frame but unpacks the screen. It takes a screen without a
-/// width or height from a frame, which may be any.
+/// The reader reports the size of the first frame but allocates the logical screen, which it takes
+/// from any frame if it has no width or height.
 QSize gif_screen(const QByteArray& gif)
 {
     if (gif.size() < 10)
@@ -93,8 +93,8 @@ QSize gif_screen(const QByteArray& gif)
             qFromLittleEndian<quint16>(gif.constData() + 8)};
 }
 
-/// Judges by the headers; nothing is unpacked yet.
-bool is_bearable(const QByteArray& data, const QImageReader& reader)
+/// Checks the headers; nothing is decoded yet.
+bool is_acceptable(const QByteArray& data, const QImageReader& reader)
 {
     const QByteArray format = reader.format();
     // Reading the comments of a JPEG takes six times their size, its pixels less than a byte each.
@@ -111,7 +111,7 @@ QPixmap PreviewImage::FromData(const QByteArray& data)
 {
     TimedData source(data.startsWith("\x89PNG") ? without_texts(data) : data);
     QImageReader reader(&source);
-    if (!is_bearable(data, reader))
+    if (!is_acceptable(data, reader))
         return {};
     const QPixmap picture = QPixmap::fromImageReader(&reader);
     return source.is_late() ? QPixmap() : picture;
@@ -120,7 +120,7 @@ QPixmap PreviewImage::FromData(const QByteArray& data)
 QPixmap PreviewImage::FromFile(const QString& path)
 {
     QFile file(path);
-    // Opening a pipe would wait for ever.
+    // Opening a pipe would block until somebody writes.
     if (!QFileInfo(file).isFile() || !file.open(QIODevice::ReadOnly))
         return {};
     // No more is asked for than there is: what is asked for is allocated.

@@ -5,8 +5,8 @@
 class QByteArray;
 class QString;
 
-/// Decodes pictures that come from outside. The format is told from the data; a picture that cannot
-/// be decoded, or that would unpack to more than a preview can sensibly be, gives a null pixmap.
+/// Decodes untrusted images. The format is detected from the data. An image that cannot be decoded,
+/// or that is larger than any preview, gives a null pixmap.
 namespace PreviewImage {
 
 QPixmap FromData(const QByteArray& data);

@@ -115,7 +115,7 @@ bool QtDifferences::SetContent(QDomDocument& document, const QString& xml, QStri
     QXmlInputSource source;
     source.setData(xml);
     QXmlSimpleReader reader;
-    // Blanks between elements are no text.
+    // White space between elements is no text.
     reader.setFeature(
         QStringLiteral("http://trolltech.com/xml/features/report-whitespace-only-CharData"), false);
     reader.setContentHandler(&builder);

@@ -95,7 +95,7 @@ bool ModParser::validate_metadata_file(QString path, QDomDocument& document)
         return fail(translated("Metadata file not named 'metadata.xml'"));
 
     QFile file(path);
-    // Opening a pipe would wait for ever.
+    // Opening a pipe would block until somebody writes.
     if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly | QIODevice::Text))
         return fail(translated("Failed to open specified metadata file"));
 

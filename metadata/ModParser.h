@@ -30,8 +30,8 @@ struct ModDescriptor
     /// "Public", "Friends Only" or "Private" as the program writes it; readers ignore the case.
     QString visibility;
 
-    /// Writes "metadata.xml" in `folder_path`, whole or not at all, and tells the main window about
-    /// the write. Reports no failure: the file then stays as it was, and the window is told too.
+    /// Writes "metadata.xml" in `folder_path` atomically and notifies the main window. A failure is
+    /// not reported: the file stays as it was, and the window is notified too.
     void SaveMetadata() const;
 
     /// The content that `SaveMetadata` gives the file.

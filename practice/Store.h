@@ -91,7 +91,7 @@ private:
     std::filesystem::path folder;
 };
 
-/// Not open when it is no ordinary file: opening a pipe would wait for ever.
+/// Not open when it is no regular file: opening a pipe would block.
 std::ifstream OpenFile(const std::filesystem::path& file);
 
 /// The whole file; nothing when it cannot be read.

@@ -36,7 +36,7 @@
 namespace {
 
 /// Waits for modal dialogs and menus while the program runs them, hands each to `act` and closes
-/// what is still open afterwards, so that a failed test cannot leave the program waiting for ever.
+/// what is still open afterwards, so that a failed test cannot leave the program waiting.
 class ModalDriver
 {
 public:

@@ -4,14 +4,14 @@
 
 /// A text editor that shows a prompt while it is empty and has no focus.
 ///
-/// The prompt is ordinary text, told apart from the user's only by comparing the whole: a user who
-/// types exactly the prompt has typed nothing.
+/// The prompt is ordinary text, recognised only by comparing the whole text: a user who types
+/// exactly the prompt has typed nothing.
 class PromptedTextEdit : public ClearableTextEdit
 {
     Q_OBJECT
 
 public:
-    /// The text for use: empty while the prompt shows, otherwise as it stands.
+    /// The text for use: empty while the prompt shows, otherwise as it is.
     QString GetFinalText() const;
 
 protected:

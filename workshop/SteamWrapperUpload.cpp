@@ -28,7 +28,7 @@ ERemoteStoragePublishedFileVisibility to_steam_visibility(const QString& visibil
 QByteArray read_metadata_text(const QString& folder_path)
 {
     QFile file(folder_path + QStringLiteral("/metadata.xml"));
-    // Opening a pipe would wait for ever.
+    // Opening a pipe would block until somebody writes.
     if (!QFileInfo(file).isFile() || !file.open(QIODevice::ReadOnly))
         return {};
     QTextStream stream(&file);
@@ -39,7 +39,7 @@ QByteArray read_metadata_text(const QString& folder_path)
 void create_empty_file(const QString& path)
 {
     QFile file(path);
-    // A pipe that could not be removed before is still there, and opening it would wait for ever.
+    // A pipe that could not be removed is still there, and opening it would block.
     if (!file.exists() || QFileInfo(file).isFile())
         file.open(QIODevice::WriteOnly);
 }
@@ -98,7 +98,7 @@ void SteamWrapper::set_item_fields(ISteamUGC& ugc)
     ugc.SetItemPreview(update_handle, preview.constData());
     set_item_tags(ugc);
     ugc.SetItemVisibility(update_handle, to_steam_visibility(current_mod.visibility));
-    // As it stands on disk now: after a creation it holds the new id.
+    // As it is on disk now: after a creation it holds the new id.
     const QByteArray metadata = read_metadata_text(current_mod.folder_path);
     ugc.SetItemMetadata(update_handle, metadata.constData());
 }
