@@ -19,16 +19,6 @@ namespace {
 
 QPointer<MainWindow> s_window;
 
-void end_program()
-{
-    // A native dialog has a loop of its own, which only ends with the dialog.
-    while (QWidget* const dialog = QApplication::activeModalWidget()) {
-        if (!dialog->close())
-            break;
-    }
-    QCoreApplication::exit();
-}
-
 void finish_window()
 {
     if (s_window)
@@ -38,6 +28,16 @@ void finish_window()
 #if !defined(Q_OS_WIN) // which closes windows instead
 
 int s_pipe[2];
+
+void end_program()
+{
+    // A native dialog has a loop of its own, which only ends with the dialog.
+    while (QWidget* const dialog = QApplication::activeModalWidget()) {
+        if (!dialog->close())
+            break;
+    }
+    QCoreApplication::exit();
+}
 
 /// All that is allowed here is to wake the event loop.
 void take_signal(int /*number*/)

@@ -6,9 +6,9 @@ class MainWindow;
 /// put back, whoever ends it.
 namespace Termination {
 
-/// Attends to `window` until it is destroyed. To be called once, with the application running:
-/// from then on SIGTERM, SIGINT, SIGHUP, the closing of the console and the end of the desktop
-/// session end the program in order.
+/// Finishes `window` whenever the program ends while it exists. To be called once, with the
+/// application running: from then on SIGTERM, SIGINT, SIGHUP and the end of the desktop session end
+/// the program in order.
 void Watch(MainWindow& window);
 
 } // namespace Termination
