@@ -1,5 +1,7 @@
 #include "QtDifferences.h"
 
+#include "XmlError.h"
+
 #include <QtGlobal>
 
 #if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
@@ -19,10 +21,9 @@ void QtDifferences::ReadUtf8(QTextStream& stream)
     stream.setCodec("UTF-8");
 }
 
-bool QtDifferences::SetContent(QDomDocument& document, const QString& xml, QString& message,
-                               int& line, int& column)
+bool QtDifferences::SetContent(QDomDocument& document, const QString& xml, XmlError& error)
 {
-    return document.setContent(xml, true, &message, &line, &column);
+    return document.setContent(xml, true, &error.message, &error.line, &error.column);
 }
 
 #else
@@ -38,9 +39,7 @@ namespace {
 class Builder final : public QXmlDefaultHandler
 {
 public:
-    QString message;
-    int line = 0;
-    int column = 0;
+    XmlError error;
 
     explicit Builder(const QDomDocument& new_document)
         : document(new_document), parent(new_document)
@@ -78,11 +77,9 @@ public:
         return append(document.createProcessingInstruction(target, data));
     }
 
-    bool fatalError(const QXmlParseException& error) override
+    bool fatalError(const QXmlParseException& fatal) override
     {
-        message = error.message();
-        line = error.lineNumber();
-        column = error.columnNumber();
+        error = {fatal.message(), fatal.lineNumber(), fatal.columnNumber()};
         return false;
     }
 
@@ -107,8 +104,7 @@ void QtDifferences::ReadUtf8(QTextStream&)
 
 /// The DOM of Qt 6 has another parser, which refuses what players' files may hold: an unknown
 /// entity, a single byte that is no UTF-8. The parser of Qt 5 is in the module for compatibility.
-bool QtDifferences::SetContent(QDomDocument& document, const QString& xml, QString& message,
-                               int& line, int& column)
+bool QtDifferences::SetContent(QDomDocument& document, const QString& xml, XmlError& error)
 {
     document = QDomDocument(QString()); // without a name it would be null and take no children
     Builder builder(document);
@@ -123,9 +119,7 @@ bool QtDifferences::SetContent(QDomDocument& document, const QString& xml, QStri
     reader.setErrorHandler(&builder);
     if (reader.parse(source))
         return true;
-    message = builder.message;
-    line = builder.line;
-    column = builder.column;
+    error = builder.error;
     return false;
 }
 

@@ -3,6 +3,7 @@
 class QDomDocument;
 class QString;
 class QTextStream;
+struct XmlError;
 
 /// The places where Qt 5 and Qt 6 must be treated differently for the program to behave the same.
 /// The only ones: all other sources are right for both.
@@ -15,8 +16,7 @@ void FollowScale();
 void ReadUtf8(QTextStream& stream);
 
 /// Builds `document` from `xml`, with namespaces. Returns false for XML that is not well-formed,
-/// and sets `message`, `line` and `column`.
-bool SetContent(QDomDocument& document, const QString& xml, QString& message, int& line,
-                int& column);
+/// and sets `error`.
+bool SetContent(QDomDocument& document, const QString& xml, XmlError& error);
 
 } // namespace QtDifferences

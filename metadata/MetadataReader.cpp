@@ -3,6 +3,7 @@
 #include "AtomicFile.h"
 #include "QtDifferences.h"
 #include "TextFields.h"
+#include "XmlError.h"
 #include "XmlLimits.h"
 #include "XmlText.h"
 
@@ -30,11 +31,12 @@ bool fail(const QString& reason)
     return false;
 }
 
-bool fail_to_parse(int line, int column, const QString& message)
+bool fail_to_parse(const XmlError& error)
 {
-    return fail(translated("Failed to parse specified metadata file: "
-                           "error at line %1, column %2:\n%3")
-                    .arg(QString::number(line), QString::number(column), message));
+    return fail(
+        translated("Failed to parse specified metadata file: "
+                   "error at line %1, column %2:\n%3")
+            .arg(QString::number(error.line), QString::number(error.column), error.message));
 }
 
 /// Text mode takes single bytes away, which would leave nothing of UTF-16.
@@ -45,10 +47,9 @@ QString read_text(QFile& file)
     return XmlText::Decode(file.read(XmlLimits::max_bytes + 1));
 }
 
-bool parse(const QString& xml, QDomDocument& document, QString& message, int& line, int& column)
+bool parse(const QString& xml, QDomDocument& document, XmlError& error)
 {
-    return XmlLimits::Check(xml, message, line, column)
-           && QtDifferences::SetContent(document, xml, message, line, column);
+    return XmlLimits::Check(xml, error) && QtDifferences::SetContent(document, xml, error);
 }
 
 /// Every element from the first "tag" on that has an "id" counts, whatever its name, up to the
@@ -99,13 +100,11 @@ bool ModParser::validate_metadata_file(QString path, QDomDocument& document)
     if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly | QIODevice::Text))
         return fail(translated("Failed to open specified metadata file"));
 
-    QString message;
-    int line = 0;
-    int column = 0;
+    XmlError error;
     const QString xml = read_text(file);
-    if (!parse(XmlText::SplitReferences(xml), document, message, line, column)) {
-        parse(xml, document, message, line, column); // for the column in the file as it is
-        return fail_to_parse(line, column, message);
+    if (!parse(XmlText::SplitReferences(xml), document, error)) {
+        parse(xml, document, error); // for the column in the file as it is
+        return fail_to_parse(error);
     }
 
     const QString root = QStringLiteral("metadata");
@@ -121,8 +120,8 @@ bool ModParser::validate_metadata_file(QString path, QDomDocument& document)
         document.firstChildElement(root).firstChildElement(QStringLiteral("name"));
     // With Qt 6 the element does not know its place.
     if (name.text().size() > max_name)
-        return fail_to_parse(qMax(1, name.lineNumber()), qMax(1, name.columnNumber()),
-                             QStringLiteral("the name is too long"));
+        return fail_to_parse({QStringLiteral("the name is too long"), qMax(1, name.lineNumber()),
+                              qMax(1, name.columnNumber())});
     return true;
 }
 

@@ -3,6 +3,7 @@
 #include "AtomicFile.h"
 #include "MainWindow.h"
 #include "TextFields.h"
+#include "XmlError.h"
 #include "XmlLimits.h"
 
 #include <QCoreApplication>
@@ -64,10 +65,8 @@ void save(const ModParser::ModDescriptor& mod)
     const QByteArray document = mod.ToXml();
     // A description from the window may be of any length. A file that the reader refuses would be
     // the end of the mod, so what is there stays.
-    QString message;
-    int line = 0;
-    int column = 0;
-    if (!XmlLimits::Check(QString::fromUtf8(document), message, line, column))
+    XmlError error;
+    if (!XmlLimits::Check(QString::fromUtf8(document), error))
         return;
     WriteFileAtomically(format.arg(mod.folder_path, QStringLiteral("metadata.xml")), document);
 }

@@ -1,5 +1,7 @@
 #include "XmlLimits.h"
 
+#include "XmlError.h"
+
 #include <QHash>
 #include <QXmlSimpleReader>
 
@@ -22,18 +24,16 @@ constexpr int max_parts = 600;
 class Counter final : public QXmlDefaultHandler
 {
 public:
-    QString message;
-    int line = 1;
-    int column = 1;
+    XmlError error;
 
     explicit Counter(const QString& xml)
     {
         if (xml.size() > XmlLimits::max_characters)
-            message = QStringLiteral("the file is too large");
+            error.message = QStringLiteral("the file is too large");
         // Parentheses nest in declarations, which the parser takes apart by recursion.
         else if (xml.contains(QLatin1String("<!DOCTYPE"))
                  && xml.count(QLatin1Char('(')) > max_parts)
-            message = too_many_parts;
+            error.message = too_many_parts;
     }
 
     void setDocumentLocator(QXmlLocator* new_locator) override { locator = new_locator; }
@@ -77,9 +77,7 @@ private:
 
     bool stop(const QString& reason)
     {
-        message = reason;
-        line = locator->lineNumber();
-        column = locator->columnNumber();
+        error = {reason, locator->lineNumber(), locator->columnNumber()};
         return false;
     }
 
@@ -91,10 +89,10 @@ private:
 
 } // namespace
 
-bool XmlLimits::Check(const QString& xml, QString& message, int& line, int& column)
+bool XmlLimits::Check(const QString& xml, XmlError& error)
 {
     Counter counter(xml);
-    if (counter.message.isEmpty()) {
+    if (counter.error.message.isEmpty()) {
         QXmlInputSource source;
         source.setData(xml);
         QXmlSimpleReader reader;
@@ -107,11 +105,9 @@ bool XmlLimits::Check(const QString& xml, QString& message, int& line, int& colu
         reader.setLexicalHandler(&counter);
         reader.parse(source);
     }
-    if (counter.message.isEmpty())
+    if (counter.error.message.isEmpty())
         return true;
-    message = counter.message;
-    line = counter.line;
-    column = counter.column;
+    error = counter.error;
     return false;
 }
 

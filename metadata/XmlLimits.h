@@ -1,6 +1,7 @@
 #pragma once
 
 class QString;
+struct XmlError;
 
 /// Rejects malicious XML before the DOM is built.
 namespace XmlLimits {
@@ -17,8 +18,8 @@ constexpr int max_characters = 7 * max_text;
 /// Of such a file: no encoding takes more than four for a character.
 constexpr int max_bytes = 4 * max_characters;
 
-/// Whether `xml` is small enough to be built into a document. Returns false and sets `message`,
-/// `line` and `column` as the parser does for an error; not well-formed XML is left to the parser.
-bool Check(const QString& xml, QString& message, int& line, int& column);
+/// Whether `xml` is small enough to be built into a document. Returns false and sets `error` as
+/// the parser does; XML that is not well-formed is left to the parser.
+bool Check(const QString& xml, XmlError& error);
 
 } // namespace XmlLimits
