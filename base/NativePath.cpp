@@ -22,24 +22,11 @@ std::filesystem::path ToNativePath(const QString& path)
     return QDir::toNativeSeparators(prefixed).toStdWString();
 }
 
-QString FromNativePath(const std::filesystem::path& path)
-{
-    const QString whole = QString::fromStdWString(path.generic_wstring());
-    if (whole.startsWith(long_share))
-        return QStringLiteral("//") + whole.mid(long_share.size());
-    return whole.startsWith(long_path) ? whole.mid(long_path.size()) : whole;
-}
-
 #else
 
 std::filesystem::path ToNativePath(const QString& path)
 {
     return QFile::encodeName(path).toStdString();
-}
-
-QString FromNativePath(const std::filesystem::path& path)
-{
-    return QFile::decodeName(path.c_str());
 }
 
 #endif

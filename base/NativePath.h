@@ -4,8 +4,5 @@
 
 #include <filesystem>
 
-/// Between Qt's paths and those of std::filesystem, which is used where Qt has nothing.
+/// A path of Qt for std::filesystem, which is used where Qt has nothing.
 std::filesystem::path ToNativePath(const QString& path);
-
-/// For people: what the system's encoding does not know becomes U+FFFD.
-QString FromNativePath(const std::filesystem::path& path);

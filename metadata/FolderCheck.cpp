@@ -5,6 +5,11 @@
 #include <QCoreApplication>
 #include <QFileInfo>
 
+#if defined(Q_OS_WIN)
+#include <QDirIterator>
+#else
+#include <QFile>
+
 #include <algorithm>
 #include <filesystem>
 #include <string_view>
@@ -12,8 +17,46 @@
 #include <vector>
 
 namespace fs = std::filesystem;
+#endif
 
 namespace {
+
+#if defined(Q_OS_WIN)
+
+bool is_forbidden(const QFileInfo& entry)
+{
+    const QString suffix = entry.suffix();
+    if (suffix == QLatin1String("exe") || suffix == QLatin1String("so")
+        || suffix == QLatin1String("dll"))
+        return entry.isFile();
+    return suffix == QLatin1String("app") && entry.isDir();
+}
+
+/// Every forbidden entry below `folder`, from the folder's own name on. Not by std::filesystem:
+/// that of MinGW lists another folder when a path has more than 260 characters.
+QStringList find_forbidden(const QString& folder)
+{
+    QStringList found;
+    QStringList waiting{folder};
+    while (!waiting.isEmpty()) {
+        // This leaves out what has the hidden attribute.
+        QDirIterator entries(waiting.takeLast(), QDir::AllEntries | QDir::NoDotAndDotDot);
+        while (entries.hasNext()) {
+            const QString path = entries.next();
+            const QFileInfo entry = entries.fileInfo();
+            // Hidden elsewhere: a folder is to pass on every system or on none.
+            if (entry.fileName().startsWith(QLatin1Char('.')))
+                continue;
+            if (is_forbidden(entry))
+                found << path.mid(folder.lastIndexOf(QLatin1Char('/')) + 1);
+            if (entry.isDir() && !entry.isSymLink() && !entry.isJunction())
+                waiting << path;
+        }
+    }
+    return found;
+}
+
+#else
 
 /// So many folders are open at a time. Each takes a handle, and a program may have only 256.
 constexpr std::size_t most_open = 50;
@@ -24,11 +67,10 @@ bool ends_with(const fs::path& path, std::string_view end)
     return text.size() >= end.size() && std::equal(end.rbegin(), end.rend(), text.rbegin());
 }
 
-/// By its name on every system, so that a folder passes everywhere or nowhere; on Windows also by
-/// its attribute.
+/// By its name, and where there is one by its attribute.
 bool is_hidden(const fs::directory_entry& entry)
 {
-    const QFileInfo file(FromNativePath(entry.path()));
+    const QFileInfo file(QFile::decodeName(entry.path().c_str()));
     return file.fileName().startsWith(QLatin1Char('.')) || file.isHidden();
 }
 
@@ -53,13 +95,16 @@ bool leads_down(const fs::directory_entry& entry)
            && !is_hidden(entry);
 }
 
-/// Every forbidden entry below `folder`. Not by QDirIterator, which passes over names that are not
-/// in the system's encoding and runs out of handles in deep folders: what it misses is published.
+/// Every forbidden entry below `folder`, from the folder's own name on. Not by QDirIterator, which
+/// passes over names that are not in the system's encoding and runs out of handles in deep folders:
+/// what it misses is published.
 QStringList find_forbidden(const QString& folder)
 {
     QStringList found;
     std::error_code error; // what cannot be read holds nothing
-    std::vector<fs::path> waiting{ToNativePath(folder)};
+    const fs::path root = ToNativePath(folder);
+    const auto own_name = root.native().rfind('/') + 1;
+    std::vector<fs::path> waiting{root};
     std::vector<fs::directory_iterator> open;
     while (!open.empty() || !waiting.empty()) {
         if (open.empty()) {
@@ -72,7 +117,7 @@ QStringList find_forbidden(const QString& folder)
             continue;
         }
         if (is_forbidden(*entries))
-            found << FromNativePath(entries->path());
+            found << QFile::decodeName(entries->path().c_str() + own_name);
         const fs::path below = leads_down(*entries) ? entries->path() : fs::path();
         entries.increment(error);
         if (!below.empty() && open.size() < most_open)
@@ -82,6 +127,8 @@ QStringList find_forbidden(const QString& folder)
     }
     return found;
 }
+
+#endif
 
 QString describe(const QStringList& offending)
 {
@@ -103,11 +150,7 @@ bool ModParser::validate_mod_directory(QString folder)
     if (folder.isEmpty())
         return true;
 
-    QStringList offending = find_forbidden(folder);
-    // As it comes back: the system may write the same name in another way.
-    const QString written = FromNativePath(ToNativePath(folder));
-    for (QString& path : offending)
-        path.remove(0, written.lastIndexOf(QLatin1Char('/')) + 1);
+    const QStringList offending = find_forbidden(folder);
     if (offending.isEmpty())
         return true;
 
