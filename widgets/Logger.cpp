@@ -9,7 +9,12 @@ QPlainTextEdit* Logger::s_Edit = nullptr;
 namespace {
 
 /// By message type.
-constexpr const char* colours[] = {"#000000", "#008800", "#888800", "#aa0000"};
+constexpr const char* formats[] = {
+    QT_TRANSLATE_NOOP("QObject", "<font color=\"#000000\">%1</font>"),
+    QT_TRANSLATE_NOOP("QObject", "<font color=\"#008800\">%1</font>"),
+    QT_TRANSLATE_NOOP("QObject", "<font color=\"#888800\">%1</font>"),
+    QT_TRANSLATE_NOOP("QObject", "<font color=\"#aa0000\">%1</font>"),
+};
 
 } // namespace
 
@@ -28,7 +33,6 @@ void Logger::LogMessage(QString message, eMessageType type)
 {
     if (!s_Edit)
         return;
-    const QString format = QStringLiteral("<font color=\"%1\">%2</font>");
-    const bool is_known = type < std::size(colours);
-    s_Edit->appendHtml(is_known ? format.arg(QLatin1String(colours[type]), message) : QString());
+    const bool is_known = type < std::size(formats);
+    s_Edit->appendHtml(is_known ? QObject::tr(formats[type]).arg(message) : QString());
 }

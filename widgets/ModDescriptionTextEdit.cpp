@@ -2,9 +2,21 @@
 
 #include "MainWindow.h"
 
-ModDescriptionTextEdit::ModDescriptionTextEdit(QWidget* parent)
-    : PromptedTextEdit(QStringLiteral("Enter Mod Description"), parent)
-{}
+namespace {
+
+const QString s_Prompt = QStringLiteral("Enter Mod Description");
+
+} // namespace
+
+ModDescriptionTextEdit::ModDescriptionTextEdit(QWidget* parent) : PromptedTextEdit(parent)
+{
+    appendPlainText(s_Prompt);
+}
+
+const QString& ModDescriptionTextEdit::prompt() const
+{
+    return s_Prompt;
+}
 
 void ModDescriptionTextEdit::focusOutEvent(QFocusEvent* e)
 {

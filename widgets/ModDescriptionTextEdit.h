@@ -13,5 +13,6 @@ public:
     explicit ModDescriptionTextEdit(QWidget* parent);
 
 protected:
+    const QString& prompt() const override;
     void focusOutEvent(QFocusEvent* e) override;
 };

@@ -1,14 +1,11 @@
 #include "PromptedTextEdit.h"
 
-PromptedTextEdit::PromptedTextEdit(const QString& new_prompt, QWidget* parent)
-    : ClearableTextEdit(parent), prompt(new_prompt)
-{
-    appendPlainText(prompt);
-}
+PromptedTextEdit::PromptedTextEdit(QWidget* parent) : ClearableTextEdit(parent)
+{}
 
 bool PromptedTextEdit::shows_prompt() const
 {
-    return toPlainText() == prompt;
+    return toPlainText() == prompt();
 }
 
 QString PromptedTextEdit::GetFinalText() const
@@ -26,6 +23,6 @@ void PromptedTextEdit::focusInEvent(QFocusEvent* e)
 void PromptedTextEdit::focusOutEvent(QFocusEvent* e)
 {
     if (toPlainText().isEmpty())
-        appendPlainText(prompt);
+        appendPlainText(prompt());
     QPlainTextEdit::focusOutEvent(e);
 }

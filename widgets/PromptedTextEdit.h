@@ -15,13 +15,14 @@ public:
     QString GetFinalText() const;
 
 protected:
-    PromptedTextEdit(const QString& new_prompt, QWidget* parent);
+    /// Subclasses show their prompt themselves when they are built.
+    explicit PromptedTextEdit(QWidget* parent);
+
+    virtual const QString& prompt() const = 0;
 
     void focusInEvent(QFocusEvent* e) override;
     void focusOutEvent(QFocusEvent* e) override;
 
 private:
     bool shows_prompt() const;
-
-    const QString prompt;
 };

@@ -1,5 +1,17 @@
 #include "ReleaseNotesTextEdit.h"
 
-ReleaseNotesTextEdit::ReleaseNotesTextEdit(QWidget* parent)
-    : PromptedTextEdit(QStringLiteral("Enter Change Notes"), parent)
-{}
+namespace {
+
+const QString s_Prompt = QStringLiteral("Enter Change Notes");
+
+} // namespace
+
+ReleaseNotesTextEdit::ReleaseNotesTextEdit(QWidget* parent) : PromptedTextEdit(parent)
+{
+    appendPlainText(s_Prompt);
+}
+
+const QString& ReleaseNotesTextEdit::prompt() const
+{
+    return s_Prompt;
+}

@@ -4,6 +4,7 @@
 #include "ModParser.h"
 #include "SteamTypes.h"
 
+#include <QByteArray>
 #include <QObject>
 #include <QPointer>
 #include <QString>
@@ -99,6 +100,7 @@ private:
     void on_mod_created(CreateItemResult_t* result, bool ioFailure);
     void on_mod_updated(SubmitItemUpdateResult_t* result, bool ioFailure);
     void on_mod_query_complete(SteamUGCQueryCompleted_t* result, bool ioFailure);
+    void take_preview_bytes();
     void log_failed_upload(EResult result);
 
     static SteamWrapper* s_Instance;
@@ -120,6 +122,8 @@ private:
     QString removed_marker_path;
     /// The newest preview download.
     QPointer<QNetworkReply> preview_reply;
+    /// What has arrived of it.
+    QByteArray preview_bytes;
     CallbackInfo<bool> upload_callback{nullptr, nullptr};
     CallbackInfo<const QPixmap&> preview_callback{nullptr, nullptr};
 

@@ -10,6 +10,7 @@
 #include <QNetworkRequest>
 
 #include <array>
+#include <utility>
 
 namespace {
 
@@ -20,6 +21,9 @@ constexpr auto kind_attribute = QNetworkRequest::User;
 
 /// The Workshop takes previews of less than 1 MiB; much more than that is no preview.
 constexpr qint64 max_preview_bytes = qint64{8} * 1024 * 1024;
+/// What Qt may hold unread. It keeps a block of a hundred bytes or more for each chunk of the
+/// reply, and a chunk may be a single byte.
+constexpr qint64 read_ahead_bytes = qint64{64} * 1024;
 constexpr int silence_timeout_ms = 30'000;
 /// An error text may quote what the server has sent, and a long line takes the log seconds.
 constexpr int max_reason_characters = 500;
@@ -75,14 +79,18 @@ void SteamWrapper::on_mod_query_complete(SteamUGCQueryCompleted_t* /*result*/, b
         return;
     s_preview_url.back() = '\0';
 
-    QNetworkReply* const reply = network_access_manager->get(preview_request());
-    preview_reply = reply;
-    // Otherwise Qt's own thread reads on for as long as there is something to read.
-    reply->setReadBufferSize(max_preview_bytes + 1);
-    connect(reply, &QNetworkReply::readyRead, reply, [reply] {
-        if (reply->bytesAvailable() > max_preview_bytes)
-            reply->abort();
-    });
+    preview_bytes.clear();
+    preview_reply = network_access_manager->get(preview_request());
+    // Without a limit Qt's own thread reads on for as long as there is something to read.
+    preview_reply->setReadBufferSize(read_ahead_bytes);
+    connect(preview_reply, &QNetworkReply::readyRead, this, &SteamWrapper::take_preview_bytes);
+}
+
+void SteamWrapper::take_preview_bytes()
+{
+    preview_bytes += preview_reply->readAll();
+    if (preview_bytes.size() > max_preview_bytes)
+        preview_reply->abort();
 }
 
 void SteamWrapper::received_network_reply(QNetworkReply* reply)
@@ -93,6 +101,7 @@ void SteamWrapper::received_network_reply(QNetworkReply* reply)
     // Taken before it is called: it may ask for the next preview at once.
     const CallbackInfo<const QPixmap&> callback = preview_callback;
     preview_callback.Reset();
+    const QByteArray arrived = std::exchange(preview_bytes, QByteArray());
 
     if (reply->error() != QNetworkReply::NoError) {
         Logger::LogMessage(
@@ -102,5 +111,5 @@ void SteamWrapper::received_network_reply(QNetworkReply* reply)
         callback.Call(QPixmap());
         return;
     }
-    callback.Call(PreviewImage::FromData(reply->readAll()));
+    callback.Call(PreviewImage::FromData(arrived + reply->readAll()));
 }
