@@ -29,9 +29,6 @@ constexpr std::size_t run_slot = 1;
 #endif
 constexpr std::size_t size_slot = 2;
 
-/// No result is near this size; an object that asks for more is broken.
-constexpr int largest_size = 65536;
-
 /// What a failed call leaves in the buffer: anything but a result.
 constexpr unsigned char garbage = 0xCD;
 
@@ -146,7 +143,7 @@ void CallResults::deliver(std::uint64_t number, const Call& call)
         Mistake("the object for " + call_name(number) + " asks for " + std::to_string(wanted)
                 + " bytes of " + id);
     }
-    ResultBytes buffer(static_cast<std::size_t>(std::clamp(wanted, 1, largest_size)), garbage);
+    ResultBytes buffer(static_cast<std::size_t>(std::max(wanted, 0)), garbage);
     if (!io_failure)
         std::copy_n(bytes.begin(), std::min(buffer.size(), bytes.size()), buffer.begin());
     deliveries_under_way.push_back(number);

@@ -1,6 +1,6 @@
 #include "Interfaces.h"
 
-#include "Guard.h"
+#include "Answered.h"
 #include "Ugc.h"
 #include "Workshop.h"
 
@@ -26,7 +26,7 @@ struct Offer
     const char* version;
 };
 
-constexpr std::array<Offer, 19> offers = {{
+constexpr Offer offers[] = {
     {5, "ISteamUser", "SteamUser019"},
     {8, "ISteamFriends", "SteamFriends015"},
     {10, "ISteamMatchmaking", "SteamMatchMaking009"},
@@ -46,7 +46,7 @@ constexpr std::array<Offer, 19> offers = {{
     {30, "ISteamHTMLSurface", "STEAMHTMLSURFACE_INTERFACE_VERSION_003"},
     {34, "ISteamInventory", "STEAMINVENTORY_INTERFACE_V001"},
     {35, "ISteamVideo", "STEAMVIDEO_INTERFACE_V001"},
-}};
+};
 
 /// The only one that is asked for without a user.
 constexpr Offer utils_offer = {9, "ISteamUtils", "SteamUtils008"};
@@ -55,9 +55,7 @@ constexpr std::size_t ugc_slot = 26;
 template<std::size_t Slot>
 std::uint64_t unrehearsed_slot(Interface* object) noexcept
 {
-    GuardedVoid([object] {
-        Mistake(std::string(object->name) + " slot " + std::to_string(Slot) + " is not rehearsed");
-    });
+    Mistake(std::string(object->name) + " slot " + std::to_string(Slot) + " is not rehearsed");
     return 0;
 }
 
@@ -95,8 +93,8 @@ void* find(const Interface* self, const Offer& offer, int user, int pipe, const 
 {
     if (!InUse(self, method_of(offer)))
         return nullptr;
-    if (user != the_user || pipe != the_pipe || version == nullptr) {
-        Mistake(method_of(offer) + " with a wrong user or pipe, or without a version");
+    if (user != the_user || pipe != the_pipe) {
+        Mistake(method_of(offer) + " with a wrong user or pipe");
         return nullptr;
     }
     const bool offered = std::string(version) == offer.version && !TheWorkshop().Lacks(version);
@@ -107,14 +105,14 @@ template<std::size_t Index>
 void* get_interface(Interface* self, int user, int pipe, const char* version) noexcept
 {
     return Answered(
-        "ISteamClient::" + method_of(offers[Index]), static_cast<void*>(nullptr),
+        "ISteamClient::" + method_of(offers[Index]),
         [&] { return find(self, offers[Index], user, pipe, version); }, user, pipe, version);
 }
 
 void* get_utils(Interface* self, int pipe, const char* version) noexcept
 {
     return Answered(
-        "ISteamClient::" + method_of(utils_offer), static_cast<void*>(nullptr),
+        "ISteamClient::" + method_of(utils_offer),
         [&] { return find(self, utils_offer, the_user, pipe, version); }, pipe, version);
 }
 
@@ -132,7 +130,7 @@ auto make_client_table(std::index_sequence<Indices...>)
 const void* const* ClientTable()
 {
     static const auto* const table =
-        new auto(make_client_table(std::make_index_sequence<offers.size()>()));
+        new auto(make_client_table(std::make_index_sequence<std::size(offers)>()));
     return table->data();
 }
 

@@ -27,25 +27,16 @@ Journal& the_journal()
     return *journal;
 }
 
-/// What a line quotes from elsewhere must not break it in two.
-std::string one_line(std::string line)
-{
-    for (char& character : line)
-        if (static_cast<unsigned char>(character) < 0x20)
-            character = ' ';
-    return line + '\n';
-}
-
 void append(const std::string& line)
 {
     Journal& journal = the_journal();
-    journal.text += one_line(line);
+    journal.text += line + '\n';
     if (journal.file.empty())
         return;
     std::error_code error; // the size of no file is the largest number
     const bool afresh = std::filesystem::file_size(journal.file, error) > largest_journal;
     std::ofstream out(journal.file, std::ios::binary | (afresh ? std::ios::trunc : std::ios::app));
-    out << one_line(line);
+    out << line << '\n';
 }
 
 } // namespace
@@ -70,7 +61,7 @@ void Mistake(const std::string& words)
 
 void Trouble(const std::string& words)
 {
-    std::fprintf(stderr, "Practice Workshop: %s", one_line(words).c_str());
+    std::fprintf(stderr, "Practice Workshop: %s\n", words.c_str());
     Note(words);
 }
 

@@ -14,8 +14,6 @@ namespace practice {
 
 namespace {
 
-constexpr auto image_type = "application/octet-stream";
-
 class Server
 {
 public:
@@ -82,29 +80,15 @@ private:
             return;
         }
         const auto [image, answer] = found->second;
-        if (answer.kind == "404" || answer.kind == "500") {
-            response.status = std::stoi(answer.kind);
+        if (answer.kind == "404") {
+            response.status = 404;
         } else if (answer.kind == "never") {
             stop_wanted.wait(lock, [this] { return stopping; });
-            response.status = 503;
-        } else if (answer.kind == "not_a_picture") {
-            response.set_content("<html><body>This is not an image.</body></html>", image_type);
-        } else if (answer.kind == "closes_early") {
-            send_half(image, response);
         } else {
             if (answer.kind == "slow")
                 stop_wanted.wait_for(lock, answer.delay, [this] { return stopping; });
-            response.set_content(image, image_type);
+            response.set_content(image, "application/octet-stream");
         }
-    }
-
-    static void send_half(const std::string& image, httplib::Response& response)
-    {
-        response.set_content_provider(
-            image.size(), image_type,
-            [image](std::size_t offset, std::size_t, httplib::DataSink& sink) {
-                return offset == 0 && sink.write(image.data(), image.size() / 2);
-            });
     }
 
     httplib::Server server;

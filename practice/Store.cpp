@@ -54,8 +54,8 @@ void NextVersion::settle() const
 fs::path Store::DefaultFolder()
 {
     const std::string named = Environment("PRACTICE_WORKSHOP_DIR");
-    return named.empty() ? UserDataFolder() / "tarnwick-practice-workshop"
-                         : fs::absolute(fs::u8path(named));
+    return named.empty() ? fs::temp_directory_path() / "tarnwick-practice-workshop"
+                         : fs::u8path(named);
 }
 
 void Store::Open(const fs::path& new_folder)
@@ -77,28 +77,18 @@ std::uint64_t Store::Create(std::uint32_t app_id, const std::string& owner) cons
     std::uint64_t id = first_item;
     for (const std::uint64_t taken : numbers_in(items_subfolder))
         id = std::max(id, taken + 1);
-    // Only one of two programs gets a number; without any there is something else amiss.
-    for (int tries = 0; tries < 100; ++tries, ++id) {
-        const auto version = Update(id);
-        if (version == nullptr || fs::exists(ItemFolder(id)))
-            continue;
-        const std::string now = TimeText();
-        WriteJson(version->Folder() / "history.json", Json::array());
-        WriteJson(version->Folder() / "item.json", {{"id", id},
-                                                    {"owner", owner},
-                                                    {"app_id", app_id},
-                                                    {"title", ""},
-                                                    {"description", ""},
-                                                    {"visibility", "private"},
-                                                    {"tags", Json::array()},
-                                                    {"metadata", ""},
-                                                    {"created", now},
-                                                    {"updated", now},
-                                                    {"deleted", false}});
-        version->Publish();
-        return id;
-    }
-    throw std::runtime_error("no number can be had for a new item");
+    const auto version = Update(id);
+    if (version == nullptr || fs::exists(ItemFolder(id)))
+        throw std::runtime_error("another program has just taken the number");
+    WriteJson(version->Folder() / "history.json", Json::array());
+    WriteJson(version->Folder() / "item.json", {{"id", id},
+                                                {"owner", owner},
+                                                {"app_id", app_id},
+                                                {"visibility", "private"},
+                                                {"created", TimeText()},
+                                                {"deleted", false}});
+    version->Publish();
+    return id;
 }
 
 std::optional<Json> Store::Item(std::uint64_t id) const

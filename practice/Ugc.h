@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Guard.h"
+#include "Answered.h"
 #include "Interfaces.h"
 
 #include <array>
@@ -24,7 +24,7 @@ Result UgcCall(const Interface* self, const char* method, Result failure, Body&&
                const Arguments&... arguments) noexcept
 {
     return Answered(
-        std::string("ISteamUGC::") + method, failure,
+        std::string("ISteamUGC::") + method,
         [&]() -> Result { return InUse(self, method) ? body() : failure; }, arguments...);
 }
 

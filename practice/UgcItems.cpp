@@ -10,32 +10,30 @@ namespace practice {
 
 namespace {
 
-constexpr int plain_item = 0; // the file type of an item of files, the only one rehearsed
-
 constexpr std::size_t longest_metadata = 5000; // bytes that the Workshop accepts
 constexpr std::size_t any_length = static_cast<std::size_t>(-1);
 constexpr std::size_t longest_tag = 255; // characters that the Workshop accepts
 
-std::optional<Answer> answer_creation(std::uint32_t app, int type, int result)
+std::optional<Answer> answer_creation(std::uint32_t app, int result)
 {
     const Workshop& workshop = TheWorkshop();
     std::uint64_t item = 0;
     if (result == result_ok) {
-        if (app != workshop.AppId() || type != plain_item) {
-            throw Refusal(result_not_acceptable, "app " + std::to_string(app) + " or file type "
-                                                     + std::to_string(type) + " is not accepted");
+        if (app != workshop.AppId()) {
+            throw Refusal(result_not_acceptable, "the item is for app " + std::to_string(app)
+                                                     + ", the program runs as app "
+                                                     + std::to_string(workshop.AppId()));
         }
         item = workshop.store.Create(app, workshop.script.owner);
     }
-    return Answer{result, CreateItemResultBytes(result, item, workshop.script.legal_agreement)};
+    return Answer{result, CreateItemResultBytes(result, item)};
 }
 
 std::uint64_t CreateItem(Interface* self, std::uint32_t app, std::int32_t type) noexcept
 {
-    const auto create = [app, type] {
-        return TheWorkshop().BeginCall(
-            "create", "new item", create_item_result_id,
-            [app, type](int result) { return answer_creation(app, type, result); });
+    const auto create = [app] {
+        return TheWorkshop().BeginCall("create", "new item", create_item_result_id,
+                                       [app](int result) { return answer_creation(app, result); });
     };
     return UgcCall(self, "CreateItem", no_call, create, app, type);
 }
@@ -80,10 +78,6 @@ bool set_text(const Interface* self, const char* method, std::uint64_t handle, c
               const char* key, std::size_t longest = any_length) noexcept
 {
     return set_field(self, method, handle, text, [&](UpdateFields& fields) {
-        if (text == nullptr) {
-            Mistake(std::string(method) + " with a null text");
-            return false;
-        }
         if (std::strlen(text) > longest)
             return false;
         fields.values[key] = text;
@@ -125,35 +119,25 @@ bool SetItemVisibility(Interface* self, std::uint64_t handle, std::int32_t visib
     });
 }
 
-/// The texts of the caller's array, which has their address and their number. Null, and the
-/// caller's mistake, when it cannot be read.
+/// The texts of the caller's array, which has their address and their number.
 Json read_tags(const void* array)
 {
     const char* const* texts = nullptr;
-    std::int32_t count = -1;
-    if (array != nullptr) {
-        std::memcpy(&texts, array, sizeof(texts));
-        std::memcpy(&count, static_cast<const char*>(array) + sizeof(texts), sizeof(count));
-    }
-    const bool has_texts = count == 0 || (count > 0 && texts != nullptr);
-    if (!has_texts || std::find(texts, texts + count, nullptr) != texts + count) {
-        Mistake("SetItemTags with tags that cannot be read");
-        return {};
-    }
+    std::int32_t count = 0;
+    std::memcpy(&texts, array, sizeof(texts));
+    std::memcpy(&count, static_cast<const char*>(array) + sizeof(texts), sizeof(count));
     return std::vector<std::string>(texts, texts + count);
 }
 
 bool is_acceptable_tag(const std::string& tag)
 {
     std::size_t characters = 0;
-    unsigned char before = 0;
     for (const char each : tag) {
         const auto byte = static_cast<unsigned char>(each);
-        const bool second_set = before == 0xC2 && byte < 0xA0; // of controls: U+0080 to U+009F
-        if (byte < 0x20 || byte == 0x7F || byte == ',' || second_set)
+        if (byte < 0x20 || byte == ',')
             return false;
-        characters += (byte & 0xC0) == 0x80 ? 0 : 1;
-        before = byte;
+        characters +=
+            (byte & 0xC0) == 0x80 ? 0 : 1; // bytes that go on with one are none of their own
     }
     const bool is_utf8 = Json::parse(Shown(tag)) == tag; // else some of it is replaced
     return is_utf8 && characters > 0 && characters <= longest_tag;
@@ -163,7 +147,7 @@ bool SetItemTags(Interface* self, std::uint64_t handle, const void* array) noexc
 {
     const Json tags = read_tags(array);
     return set_field(self, "SetItemTags", handle, tags, [&](UpdateFields& fields) {
-        if (tags.is_null() || !std::all_of(tags.begin(), tags.end(), is_acceptable_tag))
+        if (!std::all_of(tags.begin(), tags.end(), is_acceptable_tag))
             return false;
         fields.values["tags"] = tags;
         return true;
@@ -171,14 +155,13 @@ bool SetItemTags(Interface* self, std::uint64_t handle, const void* array) noexc
 }
 
 /// The update is over as soon as it has a result; the answer is what remains of it.
-std::optional<Answer> answer_submission(std::uint64_t handle, std::uint64_t item, int result)
+std::optional<Answer> answer_submission(std::uint64_t handle, int result)
 {
     Workshop& workshop = TheWorkshop();
     if (result == result_ok && !workshop.updates.at(handle).upload->Step())
         return std::nullopt;
     workshop.updates.erase(handle);
-    return Answer{result,
-                  SubmitItemUpdateResultBytes(result, item, workshop.script.legal_agreement)};
+    return Answer{result, SubmitItemUpdateResultBytes(result, workshop.script.legal_agreement)};
 }
 
 std::uint64_t SubmitItemUpdate(Interface* self, std::uint64_t handle, const char* note) noexcept
@@ -191,7 +174,7 @@ std::uint64_t SubmitItemUpdate(Interface* self, std::uint64_t handle, const char
         const std::uint64_t item = update->fields.item;
         const std::uint64_t call = workshop.BeginCall(
             "submit", "item " + std::to_string(item), submit_item_update_result_id,
-            [handle, item](int result) { return answer_submission(handle, item, result); });
+            [handle](int result) { return answer_submission(handle, result); });
         if (call != no_call) {
             update->fields.change_note = note != nullptr ? note : ""; // null: no note
             update->upload = std::make_unique<Upload>(workshop.store, workshop.script,
@@ -205,22 +188,16 @@ std::uint64_t SubmitItemUpdate(Interface* self, std::uint64_t handle, const char
 std::int32_t GetItemUpdateProgress(Interface* self, std::uint64_t handle, std::uint64_t* done,
                                    std::uint64_t* total) noexcept
 {
-    return Guarded(0, [&] {
-        Progress seen;
-        const ItemUpdate* const update =
-            InUse(self, "GetItemUpdateProgress") ? find_update(handle, true) : nullptr;
-        if (update != nullptr && update->upload != nullptr)
-            seen = update->upload->Seen();
-        if (done == nullptr || total == nullptr) {
-            Mistake("GetItemUpdateProgress with nowhere to put the counts");
-        } else {
-            *done = seen.done;
-            *total = seen.total;
-        }
-        NotePolled(CallText("ISteamUGC::GetItemUpdateProgress", handle) + " = " + Shown(seen.status)
-                   + ", " + Shown(seen.done) + " of " + Shown(seen.total));
-        return seen.status;
-    });
+    Progress seen;
+    const ItemUpdate* const update =
+        InUse(self, "GetItemUpdateProgress") ? find_update(handle, true) : nullptr;
+    if (update != nullptr && update->upload != nullptr)
+        seen = update->upload->Seen();
+    *done = seen.done;
+    *total = seen.total;
+    NotePolled(CallText("ISteamUGC::GetItemUpdateProgress", handle) + " = " + Shown(seen.status)
+               + ", " + Shown(seen.done) + " of " + Shown(seen.total));
+    return seen.status;
 }
 
 } // namespace

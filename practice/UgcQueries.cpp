@@ -24,12 +24,8 @@ ItemQuery* open_query(std::uint64_t handle)
 std::uint64_t CreateQueryUGCDetailsRequest(Interface* self, const std::uint64_t* items,
                                            std::uint32_t count) noexcept
 {
-    const std::vector<std::uint64_t> wanted(items, items + (items != nullptr ? count : 0));
+    const std::vector<std::uint64_t> wanted(items, items + count);
     const auto create = [&] {
-        if (wanted.empty()) {
-            Mistake("a query for no items");
-            return no_handle;
-        }
         TheWorkshop().LookAtScriptFile();
         TheWorkshop().queries[++TheWorkshop().last_query].items = wanted;
         return TheWorkshop().last_query;
@@ -39,13 +35,8 @@ std::uint64_t CreateQueryUGCDetailsRequest(Interface* self, const std::uint64_t*
 
 std::optional<Answer> answer_query(std::uint64_t handle, int result)
 {
-    std::uint32_t returned = 0;
-    if (result == result_ok) {
-        ItemQuery& query = TheWorkshop().queries.at(handle);
-        query.answered = true;
-        returned = static_cast<std::uint32_t>(query.items.size());
-    }
-    return Answer{result, QueryCompletedBytes(handle, result, returned)};
+    TheWorkshop().queries.at(handle).answered = result == result_ok;
+    return Answer{result, QueryCompletedBytes(result)};
 }
 
 std::uint64_t SendQueryUGCRequest(Interface* self, std::uint64_t handle) noexcept
@@ -83,10 +74,6 @@ bool GetQueryUGCPreviewURL(Interface* self, std::uint64_t handle, std::uint32_t 
     const auto get = [&] {
         const ItemQuery* const query = open_query(handle);
         const std::string address = query != nullptr ? preview_address(*query, index) : "";
-        if (buffer == nullptr || size == 0) {
-            Mistake("nowhere to put the address of a preview");
-            return false;
-        }
         if (address.empty() || address.size() >= size)
             return false;
         std::memcpy(buffer, address.c_str(), address.size() + 1);

@@ -4,36 +4,13 @@
 #include "Platform.h"
 
 #include <cstdio>
-#include <limits>
-#include <sstream>
+#include <cstdlib>
+#include <string>
 #include <utility>
 
 namespace practice {
 
 namespace {
-
-/// Codes of the newer start calls.
-constexpr int start_ok = 0;
-constexpr int start_failed = 1;
-constexpr int start_without_client = 2;
-
-/// Zero when the text is not the number of an app.
-std::uint32_t app_id_from(const std::string& text)
-{
-    std::istringstream in(text);
-    std::int64_t number = 0;
-    in >> number >> std::ws;
-    const bool is_app =
-        in.eof() && number > 0 && number <= std::numeric_limits<std::uint32_t>::max();
-    return is_app ? static_cast<std::uint32_t>(number) : 0;
-}
-
-/// Looked for where a real client looks for it.
-std::uint32_t find_app_id()
-{
-    const std::uint32_t named = app_id_from(Environment("SteamAppId"));
-    return named != 0 ? named : app_id_from(FileBytes("steam_appid.txt").value_or(""));
-}
 
 void introduce(const std::filesystem::path& folder)
 {
@@ -55,20 +32,18 @@ Workshop& TheWorkshop()
     return *workshop;
 }
 
-StartOutcome Workshop::Start()
+std::string Workshop::Start()
 {
-    if (started)
-        return {start_ok, ""};
-    StartOutcome outcome = try_to_start();
-    started = outcome.code == start_ok;
+    const std::string problem = try_to_start();
+    started = problem.empty();
     if (started)
         ++start_number;
     else
-        Trouble("the start fails: " + outcome.reason);
-    return outcome;
+        Trouble("the start fails: " + problem);
+    return problem;
 }
 
-StartOutcome Workshop::try_to_start()
+std::string Workshop::try_to_start()
 {
     try {
         const std::filesystem::path folder = Store::DefaultFolder();
@@ -76,16 +51,14 @@ StartOutcome Workshop::try_to_start()
         store.Open(folder);
         KeepJournalIn(folder / "journal.txt");
     } catch (const std::exception& error) {
-        return {start_failed, std::string("the store cannot be opened: ") + error.what()};
+        return std::string("the store cannot be opened: ") + error.what();
     }
     LookAtScriptFile();
     if (script.start_fails)
-        return {start_without_client,
-                "rehearsed: no Steam client is running (\"start\" in practice.json)"};
-    app_id = find_app_id();
-    if (app_id == 0)
-        return {start_failed, "no app id, neither in SteamAppId nor in steam_appid.txt"};
-    return {start_ok, ""};
+        return "rehearsed: no Steam client is running (\"start\" in practice.json)";
+    const std::string app = Environment("SteamAppId");
+    app_id = static_cast<std::uint32_t>(std::strtoul(app.c_str(), nullptr, 10));
+    return "";
 }
 
 void Workshop::Stop()

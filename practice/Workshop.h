@@ -27,18 +27,12 @@ struct ItemQuery
     bool answered = false;
 };
 
-/// Outcome of a start, in the codes that newer libraries use.
-struct StartOutcome
-{
-    int code = 0;
-    std::string reason;
-};
-
 /// Everything that this process has with the library.
 class Workshop
 {
 public:
-    StartOutcome Start();
+    /// Why it fails; empty when it does not.
+    std::string Start();
     void Stop();
 
     /// Back to the state of a fresh process; what is on disk stays.
@@ -72,7 +66,7 @@ public:
     std::uint64_t last_query = 2000;
 
 private:
-    StartOutcome try_to_start();
+    std::string try_to_start();
 
     ScriptFile script_file;
     bool started = false;

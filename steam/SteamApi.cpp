@@ -65,7 +65,6 @@ bool start(const SteamFunctions& functions)
     else
         started = functions.SteamAPI_InitSafe();
 
-    reason.back() = '\0';
     const QString why = QString::fromUtf8(reason.data()).trimmed();
     return started
            || report(QStringLiteral("%1: the Steam API did not start: %2")
@@ -110,8 +109,7 @@ const QString& SteamApi::Problem()
 
 void SteamApi::RunCallbacks()
 {
-    if (s_functions)
-        s_functions->SteamAPI_RunCallbacks();
+    s_functions->SteamAPI_RunCallbacks();
 }
 
 void SteamApi::Shutdown()
@@ -128,12 +126,10 @@ const SteamContext& SteamApi::Context()
 
 void SteamApi::RegisterCallResult(CallResultBase* holder, SteamAPICall_t call)
 {
-    if (s_functions)
-        s_functions->SteamAPI_RegisterCallResult(holder, call);
+    s_functions->SteamAPI_RegisterCallResult(holder, call);
 }
 
 void SteamApi::UnregisterCallResult(CallResultBase* holder, SteamAPICall_t call)
 {
-    if (s_functions)
-        s_functions->SteamAPI_UnregisterCallResult(holder, call);
+    s_functions->SteamAPI_UnregisterCallResult(holder, call);
 }

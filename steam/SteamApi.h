@@ -7,7 +7,7 @@ class CallResultBase;
 class QString;
 
 /// The Steam API as the program sees it: the library beside the executable, loaded at the first
-/// start. GUI thread only. Without a loaded library every operation does nothing.
+/// start. GUI thread only.
 namespace SteamApi {
 
 /// Loads the library if that has not been done, names the application `app` to the Steam client and
@@ -19,11 +19,12 @@ bool Init(AppId_t app);
 /// Why the last `Init` has returned false, in the words of that line; empty after a good start.
 const QString& Problem();
 
-/// Lets Steam work; answers that have arrived are delivered from inside this call.
+/// Lets Steam work; answers that have arrived are delivered from inside this call. Needs a loaded
+/// library, as registering does.
 void RunCallbacks();
 
-/// Stops the API; harmless when it is not running. Every interface pointer is dead afterwards, but
-/// registrations survive: a holder that is still armed must unregister itself.
+/// Stops the API; harmless when it is not running or not even loaded. Every interface pointer is
+/// dead afterwards, but registrations survive: a holder that is still armed must unregister itself.
 void Shutdown();
 
 /// The interface pointers, all null while the API is not running. Never keep one across `Shutdown`.
