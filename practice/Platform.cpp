@@ -75,6 +75,21 @@ exec xdg-open "$item"
 
 #endif
 
+std::filesystem::path UserDataFolder()
+{
+#if defined(_WIN32)
+    const auto base = std::filesystem::u8path(Environment("LOCALAPPDATA"));
+#elif defined(__APPLE__)
+    const auto base = std::filesystem::path(Environment("HOME")) / "Library/Application Support";
+#else
+    // The desktop convention says that a relative path in this variable counts as not set.
+    const std::filesystem::path named = Environment("XDG_DATA_HOME");
+    const auto base =
+        named.is_absolute() ? named : std::filesystem::path(Environment("HOME")) / ".local/share";
+#endif
+    return base.is_absolute() ? base : std::filesystem::temp_directory_path();
+}
+
 std::string TimeText()
 {
     const std::time_t now = std::time(nullptr);

@@ -11,6 +11,9 @@ namespace practice {
 /// that the C library made when the process started.
 std::string Environment(const char* name);
 
+/// Where this user's programs keep their data; the folder itself may not exist yet.
+std::filesystem::path UserDataFolder();
+
 /// From now on, what this process opens in the browser is opened as an item of the store instead:
 /// the number at the end of the address names it. Does nothing on systems that let no program
 /// decide that.

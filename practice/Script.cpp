@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <limits>
 #include <sstream>
 #include <stdexcept>
 #include <vector>
@@ -16,6 +17,10 @@ namespace practice {
 namespace {
 
 using json = nlohmann::ordered_json; // complaints come in the order of the file
+
+constexpr int largest_step = 1024 * 1024 * 1024; // bytes for one pump
+constexpr int most_pumps = 1000000;
+constexpr int longest_delay = 600000; // milliseconds
 
 /// Why a value cannot be taken.
 struct Unsuitable : std::runtime_error
@@ -29,9 +34,11 @@ void require(bool suitable, const std::string& wanted)
         throw Unsuitable("wants " + wanted);
 }
 
-int as_int(const json& value)
+int as_int(const json& value, int least, int most = std::numeric_limits<int>::max())
 {
-    require(value.is_number_integer(), "a whole number");
+    const bool fits =
+        value.is_number_integer() && value.get<double>() >= least && value.get<double>() <= most;
+    require(fits, "a whole number from " + std::to_string(least) + " to " + std::to_string(most));
     return value.get<int>();
 }
 
@@ -66,7 +73,8 @@ List list_of(const json& value, Convert convert)
 
 std::deque<int> as_results(const json& value)
 {
-    return list_of<std::deque<int>>(value, as_int);
+    return list_of<std::deque<int>>(
+        value, [](const json& entry) { return as_int(entry, std::numeric_limits<int>::min()); });
 }
 
 std::multiset<std::string> as_kinds(const json& value)
@@ -101,12 +109,16 @@ const std::map<std::string, Setter>& setters()
          [](Script& s, const json& v) {
              s.missing_interfaces = list_of<std::set<std::string>>(v, as_text);
          }},
-        {"bytes_per_pump", [](Script& s, const json& v) { s.bytes_per_pump = as_int(v); }},
-        {"answer_after_pumps", [](Script& s, const json& v) { s.answer_after_pumps = as_int(v); }},
+        {"bytes_per_pump",
+         [](Script& s, const json& v) { s.bytes_per_pump = as_int(v, 1, largest_step); }},
+        {"answer_after_pumps",
+         [](Script& s, const json& v) { s.answer_after_pumps = as_int(v, 1, most_pumps); }},
         {"preview", [](Script& s, const json& v) { s.preview.kind = as_preview_kind(v); }},
         {"preview_url", [](Script& s, const json& v) { s.preview_url = as_text(v); }},
         {"preview_delay_ms",
-         [](Script& s, const json& v) { s.preview.delay = std::chrono::milliseconds(as_int(v)); }},
+         [](Script& s,
+            const json&
+                v) { s.preview.delay = std::chrono::milliseconds(as_int(v, 0, longest_delay)); }},
         {"owner", [](Script& s, const json& v) { s.owner = as_text(v); }}};
     return *setters;
 }
@@ -142,6 +154,10 @@ bool Script::Apply(const std::string& text, const std::string& origin)
         entries = parse(text, lines);
     } catch (const json::exception& error) {
         Trouble(origin + ", line " + place_and_reason(error.what()));
+        return false;
+    }
+    if (!entries.is_object()) {
+        Trouble(origin + ", line 1: wants one JSON object");
         return false;
     }
     bool all_taken = true;

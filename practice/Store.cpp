@@ -54,8 +54,8 @@ void NextVersion::settle() const
 fs::path Store::DefaultFolder()
 {
     const std::string named = Environment("PRACTICE_WORKSHOP_DIR");
-    return named.empty() ? fs::temp_directory_path() / "tarnwick-practice-workshop"
-                         : fs::u8path(named);
+    return named.empty() ? UserDataFolder() / "tarnwick-practice-workshop"
+                         : fs::absolute(fs::u8path(named));
 }
 
 void Store::Open(const fs::path& new_folder)

@@ -64,7 +64,7 @@ private:
 class Store
 {
 public:
-    /// Where the environment or the folder for temporary files puts it.
+    /// Where the environment or the user's data folder puts it.
     static std::filesystem::path DefaultFolder();
 
     /// Makes the store where needed and settles what killed programs left; throws when it cannot.

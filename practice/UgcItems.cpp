@@ -132,10 +132,13 @@ Json read_tags(const void* array)
 bool is_acceptable_tag(const std::string& tag)
 {
     std::size_t characters = 0;
+    unsigned char before = 0;
     for (const char each : tag) {
         const auto byte = static_cast<unsigned char>(each);
-        if (byte < 0x20 || byte == ',')
+        const bool second_set = before == 0xC2 && byte < 0xA0; // of controls: U+0080 to U+009F
+        if (byte < 0x20 || byte == 0x7F || byte == ',' || second_set)
             return false;
+        before = byte;
         characters +=
             (byte & 0xC0) == 0x80 ? 0 : 1; // bytes that go on with one are none of their own
     }

@@ -65,6 +65,7 @@ bool start(const SteamFunctions& functions)
     else
         started = functions.SteamAPI_InitSafe();
 
+    reason.back() = '\0';
     const QString why = QString::fromUtf8(reason.data()).trimmed();
     return started
            || report(QStringLiteral("%1: the Steam API did not start: %2")
