@@ -43,13 +43,13 @@ QByteArray metadata(const QByteArray& body)
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<metadata>" + body + "</metadata>\n";
 }
 
-QByteArray picture(const QSize& size, Qt::GlobalColor colour)
+QByteArray picture(const QSize& size, Qt::GlobalColor colour, const char* format)
 {
     QImage image(size, QImage::Format_RGB32);
     image.fill(colour);
     QBuffer buffer;
     buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
+    image.save(&buffer, format);
     return buffer.data();
 }
 

@@ -23,8 +23,8 @@ QByteArray test_file(const QString& name);
 /// A metadata file with `body` as the content of its root.
 QByteArray metadata(const QByteArray& body);
 
-/// A PNG of one colour.
-QByteArray picture(const QSize& size, Qt::GlobalColor colour = Qt::darkCyan);
+/// An image of one colour.
+QByteArray picture(const QSize& size, Qt::GlobalColor colour = Qt::darkCyan, const char* format = "PNG");
 
 /// The text of a case: as it stands, or [text, times] for a long one.
 QString text_of(const QJsonValue& value);
@@ -86,9 +86,9 @@ void add_columns(Names... names)
 }
 
 template<typename... Values>
-void add_row(const char* name, const Values&... values)
+void add_row(const QByteArray& name, const Values&... values)
 {
-    QTestData& row = QTest::newRow(name);
+    QTestData& row = QTest::newRow(name.constData());
     (row << ... << values);
 }
 

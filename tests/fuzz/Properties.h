@@ -8,10 +8,10 @@ class QByteArray;
 namespace Properties {
 
 /// Reads the bytes as a metadata.xml. Refused, it leaves file and record alone and says why; taken,
-/// it leaves a file that reads as the same mod again and again.
-void Metadata(const QByteArray& xml);
+/// it leaves a file that reads as the same mod again and again. Returns whether it was taken.
+bool Metadata(const QByteArray& xml);
 
-/// Decodes the bytes as a preview: a picture of bearable size, or none.
-void Preview(const QByteArray& picture);
+/// Decodes the bytes as a preview: an image of bearable size, or none. Returns whether there is one.
+bool Preview(const QByteArray& image);
 
 } // namespace Properties
