@@ -4,10 +4,7 @@
 #include "TextFields.h"
 
 #include <QBuffer>
-#include <QCoreApplication>
 #include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QImage>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -15,8 +12,6 @@
 #include <QRegularExpression>
 #include <QTextBlock>
 #include <QtPlugin>
-
-#include <algorithm>
 
 #if defined(QT_STATIC)
 Q_IMPORT_PLUGIN(QOffscreenIntegrationPlugin)
@@ -61,14 +56,12 @@ QString text_of(const QJsonValue& value)
 
 void change(ModParser::ModDescriptor& mod, const QJsonObject& changes)
 {
-    const auto set = [&changes](const char* name, QString& field) {
-        if (changes.contains(name))
-            field = text_of(changes.value(name));
-    };
-    for (const ModParser::TextField& field : ModParser::text_fields)
-        set(field.element, mod.*field.member);
-    set("folder_path", mod.folder_path);
-    set("preview_path", mod.preview_path);
+    for (const ModParser::TextField& field : ModParser::text_fields) {
+        if (changes.contains(field.element))
+            mod.*field.member = text_of(changes.value(field.element));
+    }
+    mod.folder_path = changes.value("folder_path").toString(mod.folder_path);
+    mod.preview_path = changes.value("preview_path").toString(mod.preview_path);
     if (changes.contains("tags"))
         mod.tags = changes.value("tags").toVariant().toStringList();
 }
@@ -77,14 +70,6 @@ Practice::Practice() : library(QCoreApplication::applicationDirPath() + '/' + St
 {
     qputenv("PRACTICE_WORKSHOP_DIR", QFile::encodeName(store()));
     call<void>("PracticeWorkshop_Reset");
-}
-
-QFunctionPointer Practice::resolve(const char* name)
-{
-    const QFunctionPointer function = library.resolve(name);
-    if (!function)
-        qFatal("the Practice Workshop has no %s", name);
-    return function;
 }
 
 void Practice::tell(const QByteArray& json)
@@ -122,22 +107,21 @@ QStringList log_of(const QWidget& window)
 
 QStringList enabled_controls(const QWidget& window)
 {
-    QStringList names{"ChooseMetadata", "SubmitButton",   "ChangeNotes", "ModVisibility",
-                      "ChangePreview",  "ModDescription", "ModTags",     "ViewButton"};
-    const auto is_disabled = [&window](const QString& name) { return !window.findChild<QWidget*>(name)->isEnabled(); };
-    names.erase(std::remove_if(names.begin(), names.end(), is_disabled), names.end());
+    QStringList names;
+    for (const char* name : {"ChooseMetadata", "SubmitButton", "ChangeNotes", "ModVisibility", "ChangePreview",
+                             "ModDescription", "ModTags", "ViewButton"})
+        names << (window.findChild<QWidget*>(name)->isEnabled() ? QStringList(name) : QStringList());
     return names;
 }
 
-void add_cases(const QString& file, const QString& list)
+void add_cases(const QString& file)
 {
     QByteArray json;
     for (const QByteArray& line : test_file(file).split('\n'))
         json += line.startsWith("//") ? QByteArray() : line;
-    const QJsonDocument document = QJsonDocument::fromJson(json);
     QTest::addColumn<QJsonObject>("test_case");
-    for (const QJsonValue value : list.isEmpty() ? document.array() : document.object().value(list).toArray())
-        add_row(qPrintable(value.toObject().value("name").toString()), value.toObject());
+    for (const QJsonValue value : QJsonDocument::fromJson(json).array())
+        add_row(value.toObject().value("name").toString().toUtf8(), value.toObject());
 }
 
 void WindowTest::open_window()

@@ -2,12 +2,9 @@
 
 #include "MainWindow.h"
 
-#include <QByteArray>
 #include <QJsonObject>
 #include <QLibrary>
 #include <QScopedPointer>
-#include <QString>
-#include <QStringList>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -55,12 +52,13 @@ public:
     QString item(const QString& id, const QString& file) const { return store() + "/items/" + id + "/" + file; }
 
 private:
-    QFunctionPointer resolve(const char* name);
-
     template<typename Result, typename... Arguments>
     Result call(const char* name, Arguments... arguments)
     {
-        return reinterpret_cast<Result (*)(Arguments...)>(resolve(name))(arguments...);
+        const auto function = reinterpret_cast<Result (*)(Arguments...)>(library.resolve(name));
+        if (!function)
+            qFatal("the Practice Workshop has no %s", name);
+        return function(arguments...);
     }
 
     QTemporaryDir store_folder;
@@ -92,9 +90,9 @@ void add_row(const QByteArray& name, const Values&... values)
     (row << ... << values);
 }
 
-/// A row for each case in a JSON file of this folder, in the column "test_case"; of the list `list` if the file
-/// holds several. Lines that begin with "//" are comments.
-void add_cases(const QString& file, const QString& list = QString());
+/// A row for each case in a JSON file of this folder, in the column "test_case". Lines that begin with "//" are
+/// comments.
+void add_cases(const QString& file);
 
 /// A test that has a window of its own, with a Practice Workshop and a folder for its mods.
 class WindowTest : public QObject

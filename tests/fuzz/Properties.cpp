@@ -36,9 +36,7 @@ QStringList fields(const ModDescriptor& mod)
 ModDescriptor other_mod()
 {
     ModDescriptor mod;
-    for (const ModParser::TextField& field : ModParser::text_fields)
-        mod.*field.member = QStringLiteral("other");
-    mod.folder_path = mod.preview_path = QStringLiteral("other");
+    mod.name = mod.version = mod.folder_path = mod.preview_path = QStringLiteral("other");
     mod.tags = QStringList{QStringLiteral("other")};
     return mod;
 }
