@@ -37,10 +37,8 @@ bool is_known(const QByteArray& format)
 class TimedData final : public QIODevice
 {
 public:
-    explicit TimedData(QByteArray new_data) : data(std::move(new_data))
-    {
-        QIODevice::open(QIODevice::ReadOnly);
-    }
+    /// The reader opens it.
+    explicit TimedData(QByteArray new_data) : data(std::move(new_data)) {}
 
     qint64 size() const override { return data.size(); }
     bool is_late() const { return std::clock() - start > max_time; }
@@ -123,7 +121,6 @@ QPixmap PreviewImage::FromFile(const QString& path)
     // Opening a pipe would block until somebody writes.
     if (!QFileInfo(file).isFile() || !file.open(QIODevice::ReadOnly))
         return {};
-    // No more is asked for than there is: what is asked for is allocated.
-    const QByteArray data = file.read(std::min(file.size(), max_file_bytes) + 1);
+    const QByteArray data = file.read(max_file_bytes + 1);
     return data.size() <= max_file_bytes ? FromData(data) : QPixmap();
 }

@@ -10,6 +10,7 @@
 
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <random>
 
 #if defined(Q_OS_LINUX)
@@ -178,13 +179,13 @@ private:
     QString folder() const { return root->path() + "/MyMod"; }
     QString file() const { return folder() + "/metadata.xml"; }
 
-    QScopedPointer<QTemporaryDir> root;
+    std::unique_ptr<QTemporaryDir> root;
     ModDescriptor other;
 
 private slots:
     void init()
     {
-        root.reset(new QTemporaryDir);
+        root = std::make_unique<QTemporaryDir>();
         other = MadeUpFile(7).mod;
         QDir().mkpath(folder());
         other.folder_path = "/elsewhere";
@@ -193,7 +194,7 @@ private slots:
 
     void reads_completes_and_stores_what_authors_write()
     {
-        QScopedPointer<QTemporaryDir> memory(new QTemporaryDir("/dev/shm/tst_metadata-XXXXXX"));
+        auto memory = std::make_unique<QTemporaryDir>("/dev/shm/tst_metadata-XXXXXX");
         if (memory->isValid() && QDir().mkpath(memory->path() + "/MyMod")) // where flushing to disk takes no time
             root.swap(memory);
         for (unsigned seed = 0; seed < 1000; ++seed) {
