@@ -13,9 +13,6 @@
 
 namespace {
 
-/// Below this nothing can be read anyway.
-constexpr int smallest_pixel_size = 7;
-
 /// A text of the form and the room it has for one line.
 struct PlacedText
 {
@@ -93,10 +90,9 @@ void fit_together(const QList<QWidget*>& controls)
     if (full <= 1)
         return;
     // A line shrinks with its font, nearly. Every size that is tried costs the start a font.
-    int size = qMax(smallest_pixel_size, qFloor(QFontInfo(font).pixelSize() / full));
-    font.setPixelSize(size);
-    while (size > smallest_pixel_size && fullness(texts, font) > 1)
-        font.setPixelSize(--size);
+    int size = qFloor(QFontInfo(font).pixelSize() / full);
+    for (; size > 0 && fullness(texts, font) > 1; --size)
+        font.setPixelSize(size);
     for (QWidget* const control : controls)
         control->setFont(font);
 }

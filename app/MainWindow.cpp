@@ -8,6 +8,7 @@
 #include "SteamWrapper.h"
 #include "Visibility.h"
 
+#include <QIcon>
 #include <QMovie>
 
 namespace {
@@ -19,6 +20,16 @@ constexpr int heartbeat_ms = 33;
 /// CPU.
 constexpr int hidden_speed = 1;
 
+QIcon program_icon()
+{
+    QIcon icon;
+    // The others are for menus, which take them from where they are installed: unpacking all of
+    // them would be felt at the start.
+    for (const int size : {16, 32, 64})
+        icon.addFile(QStringLiteral(":/resources/icons/tarnwick-mod-uploader-%1.png").arg(size));
+    return icon;
+}
+
 } // namespace
 
 MainWindow* MainWindow::s_Window = nullptr;
@@ -28,6 +39,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent), ui(new Ui_MainWin
     s_Window = this;
     Q_INIT_RESOURCE(resources); // the linker drops them from the library unless they are named
     ui->setupUi(this);
+    setWindowIcon(program_icon());
 
     if (Logger::Initialize(ui->OutputLog) && SteamWrapper::GetInstance()->Initialize()) {
         Logger::LogMessage(tr("Please choose a mod to upload..."), Logger::Info);
@@ -81,7 +93,6 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent), ui(new Ui_MainWin
 MainWindow::~MainWindow()
 {
     Finish(); // while every widget still exists
-    hide();
 
     SteamWrapper::GetInstance()->Shutdown();
     SteamWrapper::DestroyInstance();

@@ -3,7 +3,6 @@
 #include "Termination.h"
 
 #include <QApplication>
-#include <QIcon>
 
 #if defined(Q_OS_WIN)
 #include <windows.h>
@@ -21,17 +20,6 @@ constexpr auto rounding = Qt::HighDpiScaleFactorRoundingPolicy::PassThrough;
 #else
 constexpr auto rounding = Qt::HighDpiScaleFactorRoundingPolicy::Round;
 #endif
-
-QIcon program_icon()
-{
-    QIcon icon;
-    // The others are for menus, which take them from where they are installed: unpacking all of
-    // them would be felt at the start.
-    for (const int size : {16, 32, 64}) {
-        icon.addFile(QStringLiteral(":/resources/icons/tarnwick-mod-uploader-%1.png").arg(size));
-    }
-    return icon;
-}
 
 #if defined(Q_OS_WIN)
 /// A program with windows has no standard error unless it is redirected. If it was started from a
@@ -59,7 +47,6 @@ int main(int argc, char** argv)
     QApplication::setHighDpiScaleFactorRoundingPolicy(rounding);
 
     QApplication application(argc, argv);
-    QApplication::setWindowIcon(program_icon());
     QApplication::setDesktopFileName(QStringLiteral("tarnwick-mod-uploader"));
 
     MainWindow window;
