@@ -2,7 +2,6 @@
 
 #include "Logger.h"
 #include "MainWindow.h"
-#include "NativePath.h"
 #include "Termination.h"
 
 #include <QtWidgets>
@@ -86,26 +85,24 @@ QString describe(const QWidget& widget, const QString& indent = QString()) // NO
     if (const auto* rows = widget.findChild<QAbstractItemModel*>(QString(), Qt::FindDirectChildrenOnly))
         line += ", rows: " + describe_rows(*rows);
     line += '\n';
-    for (const QObject* child : widget.children()) {
-        const auto* part = qobject_cast<const QWidget*>(child);
-        if (part != nullptr && !part->objectName().startsWith("qt_") && !part->objectName().isEmpty())
-            line += describe(*part, indent + "  ");
-    }
+    const QRegularExpression named("^(?!qt_).");
+    for (const QWidget* part : widget.findChildren<QWidget*>(named, Qt::FindDirectChildrenOnly))
+        line += describe(*part, indent + "  ");
     return line;
 }
 
-/// The number of pixels that change when the property gets the value `blank`.
-int count_ink(QWidget& widget, const char* property, const QVariant& blank)
+/// The number of pixels in which a text is drawn.
+int count_ink(QWidget& widget, const char* property)
 {
     const QImage inked = widget.grab().toImage();
     const QVariant text = widget.property(property);
-    widget.setProperty(property, blank);
-    const QImage clear = widget.grab().toImage();
+    widget.setProperty(property, text.userType() == QMetaType::Int ? QVariant(-1) : QVariant(""));
+    const QImage blank = widget.grab().toImage();
     widget.setProperty(property, text);
     int ink = 0;
-    for (int pixel = 0; pixel < clear.width() * clear.height(); ++pixel) {
-        const QPoint place(pixel % clear.width(), pixel / clear.width());
-        ink += inked.pixel(place) != clear.pixel(place) ? 1 : 0;
+    for (int y = 0; y < blank.height(); ++y) {
+        for (int x = 0; x < blank.width(); ++x)
+            ink += inked.pixel(x, y) != blank.pixel(x, y) ? 1 : 0;
     }
     return ink;
 }
@@ -122,10 +119,7 @@ private:
     template<typename Control>
     Control& control(const char* name) const
     {
-        auto* const found = window->findChild<Control*>(name);
-        if (!found)
-            qFatal("the window has no %s", name);
-        return *found;
+        return *window->findChild<Control*>(name);
     }
     QPushButton& button(const char* name) const { return control<QPushButton>(name); }
     QLabel& label(const char* name) const { return control<QLabel>(name); }
@@ -176,9 +170,7 @@ private:
 
     static void turn_wheel(QWidget& target)
     {
-        const QPoint place = target.rect().center();
-        QWheelEvent notch(place, target.mapToGlobal(place), QPoint(), QPoint(0, -120), Qt::NoButton, Qt::NoModifier,
-                          Qt::NoScrollPhase, false);
+        QWheelEvent notch({}, {}, {}, QPoint(0, -120), Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
         QApplication::sendEvent(&target, &notch);
     }
 
@@ -205,15 +197,12 @@ private:
         return enter.isAccepted() && enter.dropAction() == Qt::CopyAction;
     }
 
-    /// Replaces the loaded file as another program does, with a date of its own.
-    void replace(const QByteArray& bytes, const QDateTime& date) const
+    /// Writes the loaded file as another program does, with a date of its own.
+    void edit_outside(const QByteArray& bytes, const QDateTime& date) const
     {
-        write_file(mod_file() + ".new", bytes);
-        QFile fresh(mod_file() + ".new");
-        QVERIFY(fresh.open(QIODevice::ReadWrite) && fresh.setFileTime(date, QFileDevice::FileModificationTime));
-        fresh.close();
-        // Replaces what is there on every system, unlike that of Qt and of C.
-        std::filesystem::rename(ToNativePath(fresh.fileName()), ToNativePath(mod_file()));
+        write_file(mod_file(), bytes);
+        QFile file(mod_file());
+        QVERIFY(file.open(QIODevice::ReadWrite) && file.setFileTime(date, QFileDevice::FileModificationTime));
     }
 
     QList<QUrl> opened;
@@ -237,30 +226,25 @@ private slots:
     {
         const QFont former = QApplication::font();
         const auto restore = qScopeGuard([&] { QApplication::setFont(former); });
-        // As much ink as with room to spare: nothing is cut off.
-        const auto expect_whole = [this](const QByteArrayList& names, const QSize& more, const char* property,
-                                         const QVariant& blank) {
-            for (const QByteArray& name : names) {
-                auto& part = control<QWidget>(name);
-                const int ink = count_ink(part, property, blank);
-                part.resize(part.size() + more);
-                QVERIFY2(ink > 0 && ink == count_ink(part, property, blank), name);
-                QVERIFY2(QFontInfo(part.font()).pixelSize() >= 7, name); // and can be read
-            }
-        };
         for (const char* family : {"DejaVu Sans", "Noto Sans"}) {
             for (const int points : {8, 9, 10, 11, 14}) {
                 QApplication::setFont(QFont(family, points));
                 open_window();
-                expect_whole({"label", "ModName", "ModVersion", "TagsLabel"}, QSize(60, 20), "text", "");
-                expect_whole({"ChooseMetadata", "SubmitButton", "ViewButton", "ChangePreview"}, QSize(60, 0), "text",
-                             "");
                 control<QComboBox>("ModVisibility").setCurrentIndex(1);
-                expect_whole({"ModVisibility"}, QSize(60, 0), "currentIndex", -1);
+                // As much ink as with room to spare: nothing is cut off.
+                for (const char* name : {"label", "ModName", "ModVersion", "TagsLabel", "ModVisibility",
+                                         "ChooseMetadata", "SubmitButton", "ViewButton", "ChangePreview"}) {
+                    auto& part = control<QWidget>(name);
+                    const char* property = part.property("currentIndex").isValid() ? "currentIndex" : "text";
+                    const int ink = count_ink(part, property);
+                    part.resize(part.size() + QSize(60, qobject_cast<QLabel*>(&part) ? 20 : 0));
+                    QVERIFY2(ink > 0 && ink == count_ink(part, property), name);
+                    QVERIFY2(QFontInfo(part.font()).pixelSize() >= 7, name); // and can be read
+                }
                 auto& group = control<QGroupBox>("groupBox");
-                const int ink = count_ink(group, "title", "");
+                const int ink = count_ink(group, "title");
                 group.setTitle(group.title() + "   ");
-                QCOMPARE(ink, count_ink(group, "title", ""));
+                QCOMPARE(ink, count_ink(group, "title"));
             }
         }
     }
@@ -341,17 +325,16 @@ private slots:
 
         // A file that cannot be read locks up and leaves the mod, which stays watched.
         write_file(mod_file("Bad"), "<mod/>");
-        const std::pair<QString, QString> bad[] = {{mod_file("Bad"), "Bad/metadata.xml"},
-                                                   {"metadata.xml", "metadata.xml"},
-                                                   {"No/metadata.xml", "No/metadata.xml"}};
-        for (const auto& [path, shown] : bad) {
+        for (const QString& path : {mod_file("Bad"), QString("metadata.xml"), QString("No/metadata.xml")}) {
             const auto lines = log().size();
             window->process_metadata_file(path, "Processing");
-            QCOMPARE(log().value(lines), red + "Processing '" + shown + "'... Failed");
+            QCOMPARE(log().value(lines), red + "Processing '" + path.section('/', -2) + "'... Failed");
             QCOMPARE(enabled_controls(*window), QStringList{"ChooseMetadata"});
             QCOMPARE(label("ModName").text(), QString("Name: Good"));
         }
-        replace(metadata("<name>Better</name>"), QDateTime::currentDateTime());
+        QTest::qWait(100);
+        QCOMPARE(enabled_controls(*window), QStringList{"ChooseMetadata"});
+        edit_outside(metadata("<name>Better</name>"), QDateTime::currentDateTime());
         QTRY_COMPARE(label("ModName").text(), QString("Name: Better"));
     }
 
@@ -390,8 +373,6 @@ private slots:
     {
         load("<name>One</name>");
         window->GetModDescriptor().preview_path = "/chosen.png";
-        QTest::qWait(150);
-        QCOMPARE(log().size(), 2); // its own write is not an outside change
         const QString action = "Detected metadata change, reprocessing 'MyMod/metadata.xml'... ";
         // Seconds between the program's own write and the date of the file that replaces it.
         const std::pair<QByteArray, int> changes[] = {
@@ -403,7 +384,7 @@ private slots:
             editor("ModDescription").setFocus();
             editor("ModDescription").setPlainText("being written");
             const auto former = log().size();
-            replace(bytes, QFileInfo(mod_file()).lastModified().addSecs(seconds));
+            edit_outside(bytes, QFileInfo(mod_file()).lastModified().addSecs(seconds));
             QTRY_COMPARE(log().size(), former + 2);
             QCOMPARE(log().at(former), bytes.isEmpty() ? red + action + "Failed" : green + action + "Success");
             QVERIFY(bytes.isEmpty() || bytes.contains(label("ModName").text().mid(6).toUtf8()));
@@ -411,13 +392,11 @@ private slots:
             QCOMPARE(saved().contains("being written"), bytes.isEmpty());
         }
         QCOMPARE(window->GetModDescriptor().preview_path, QString());
-        replace(read_file(mod_file()), QDateTime::currentDateTime().addSecs(3600));
+        edit_outside(read_file(mod_file()), QDateTime::currentDateTime().addSecs(3600));
         QTRY_COMPARE(log().size(), 16);
-        QTest::qWait(150);
-        QCOMPARE(log().size(), 16); // once for each change
         QVERIFY(QFile::remove(mod_file()));
-        QTest::qWait(100);
-        QCOMPARE(log().size(), 16);
+        QTest::qWait(150);
+        QCOMPARE(log().size(), 16); // once for each change, never for what the program itself has written
     }
 
     void saves_a_changed_visibility_at_once()
@@ -434,10 +413,9 @@ private slots:
         }
         const auto lines = log().size();
         box.setFocus();
-        for (const auto& [key, text] : {std::pair(Qt::Key_Down, "Friends Only"), std::pair(Qt::Key_Down, "Private"),
-                                        std::pair(Qt::Key_Home, "Public")}) {
+        for (const auto key : {Qt::Key_Down, Qt::Key_Down, Qt::Key_Home}) {
             QTest::keyClick(&box, key);
-            QVERIFY(saved().contains(QString("<visibility>%1</visibility>").arg(text)));
+            QVERIFY(saved().contains("<visibility>" + box.currentText() + "</visibility>"));
         }
         turn_wheel(box);
         QCOMPARE(box.currentText(), QString("Public")); // the wheel changes nothing
@@ -452,8 +430,7 @@ private slots:
 
     void saves_changed_tags_at_once()
     {
-        // A click beside the box (at 70) only selects: the order alone is no change, but what is not offered is
-        // dropped.
+        // A click at 70 is beside the box and only selects, but drops what is not offered.
         const std::tuple<QStringList, QString, int, QStringList> clicks[] = {
             {{"Items", "Lua"}, "Cards", 70, {"Items", "Lua"}},
             {{"Items", "Lua"}, "Items", 10, {"Lua"}},
@@ -468,7 +445,6 @@ private slots:
             click_tag(tag, x);
             QCOMPARE(window->GetModDescriptor().tags, after);
             QCOMPARE(saved().count("<tag "), after.size());
-            QVERIFY(saved().contains(QRegularExpression(after.join("\".*\n.*\""))));
         }
     }
 
@@ -513,16 +489,12 @@ private slots:
 
             press(Qt::LeftButton);
             QCOMPARE(pane.textCursor().position(), 4);
-            QStringList entries;
-            QPoint shown_at;
             const auto look = [&](QWidget& menu) {
-                shown_at = menu.pos();
-                for (const QAction* action : menu.actions())
-                    entries << action->text();
+                QCOMPARE(menu.pos(), pane.mapToGlobal(place));
+                QCOMPARE(menu.actions().size(), 1);
+                QCOMPARE(menu.actions().first()->text(), QString("Clear All"));
             };
             QCOMPARE(with_dialogs(look, [&] { press(Qt::RightButton); }), 1);
-            QCOMPARE(entries, QStringList{"Clear All"});
-            QCOMPARE(shown_at, pane.mapToGlobal(place));
             QCOMPARE(pane.toPlainText(), QString("text"));
             QContextMenuEvent following(QContextMenuEvent::Mouse, place, pane.mapToGlobal(place));
             QApplication::sendEvent(pane.viewport(), &following);
@@ -590,22 +562,31 @@ private slots:
         load("<id>0</id>", "Other");
         QVERIFY(shown_preview().isNull() && !label("ModPreview").movie());
 
-        practice->tell(R"({"preview": "404"})");
-        load(body);
-        QTRY_VERIFY(!label("ModPreview").movie());
-        QVERIFY(shown_preview().isNull());
         practice->tell(R"({"silent_calls": ["query"]})");
         load("<id>5</id>");
         QTRY_VERIFY(label("ModPreview").movie() && movie->currentFrameNumber() > 3);
     }
 
-    void uploads_and_shows_the_new_version()
+    void uploads_and_shows_the_version()
     {
-        QDesktopServices::setUrlHandler("https", this, "open_page");
-        const auto restore = qScopeGuard([] { QDesktopServices::unsetUrlHandler("https"); });
         load("<name>Lamp</name><version>1.9</version>");
+        practice->tell(R"({"submit_results": [16]})");
+        upload();
+        QCOMPARE(log().last(), red + "Failed to upload mod 'Lamp': Error (16) - Operation timed out");
+        QCOMPARE(label("ModVersion").text(), QString("Version: 1.9"));
+        QVERIFY(!enabled_controls(*window).contains("ViewButton"));
+        // The new item's id was saved, and the raised version with it, until the next save.
+        const QString id = window->GetModDescriptor().id;
+        QVERIFY(saved().contains("<id>" + id + "</id>") && saved().contains("<version>1.10</version>"));
+        click_tag("Lua");
+        QVERIFY(saved().contains("<version>1.9</version>"));
+        QVERIFY(practice->conversation().contains("SubmitItemUpdate(1001, \"\")")); // the prompt is none
+
         editor("ChangeNotes").setFocus();
         QTest::keyClicks(&editor("ChangeNotes"), "Brighter");
+        editor("ModDescription").setFocus();
+        QTest::keyClicks(&editor("ModDescription"), "Glows");
+        button("SubmitButton").setFocusPolicy(Qt::NoFocus); // as on desktops where a click takes none
         click("SubmitButton");
         QVERIFY(upload_dialog()->isVisible());
         QCOMPARE(
@@ -613,54 +594,23 @@ private slots:
             QString("UploadDialog UploadDialog flags 0x3 312x67, icon 16x16, icon 32x32, icon 64x64, "
                     "windowTitle: Uploading mod 'Lamp', modal: true\n"
                     "  QProgressBar UploadProgress 10,20 301x23, text: 24%, alignment: 1, value: 24, maximum: 100\n"));
-        QVERIFY(saved().contains("<version>1.9</version>")); // not before Steam has answered
-
         QTRY_VERIFY(!upload_dialog());
-        const QString id = window->GetModDescriptor().id;
         QCOMPARE(label("ModVersion").text(), QString("Version: 1.10"));
         QVERIFY(saved().contains("<version>1.10</version>"));
         QVERIFY(read_file(practice->item(id, "history.json")).contains("Brighter"));
+        QVERIFY(read_file(practice->item(id, "item.json")).contains("\"description\": \"Glows\""));
         QCOMPARE(editor("ChangeNotes").toPlainText(), QString("Brighter"));
-        QCOMPARE(log().size(), 3);
+
+        QDesktopServices::setUrlHandler("https", this, "open_page");
         click("ViewButton");
+        QDesktopServices::unsetUrlHandler("https");
         QCOMPARE(opened, QList<QUrl>{QUrl("https://steamcommunity.com/sharedfiles/filedetails/?id=" + id)});
 
-        QApplication::setActiveWindow(window.get());
-        editor("ModDescription").setFocus();
-        editor("ModDescription").setPlainText("Not yet stored");
-        button("SubmitButton").setFocusPolicy(Qt::NoFocus); // as on desktops where a click takes none
-        upload();
-        QVERIFY(saved().contains("<version>1.11</version>"));
-        QVERIFY(read_file(practice->item(id, "item.json")).contains("\"description\": \"Not yet stored\""));
-
-        practice->tell(R"({"submit_results": [2]})");
-        upload();
-        QCOMPARE(label("ModVersion").text(), QString("Version: 1.11"));
-        QVERIFY(enabled_controls(*window).contains("ViewButton"));
-    }
-
-    void lowers_the_version_after_a_failed_upload()
-    {
-        load("<name>Lamp</name>");
-        practice->tell(R"({"submit_results": [16]})");
-        upload();
-        QCOMPARE(log().last(), red + "Failed to upload mod 'Lamp': Error (16) - Operation timed out");
-        QCOMPARE(label("ModVersion").text(), QString("Version: 1.0"));
-        QVERIFY(!enabled_controls(*window).contains("ViewButton"));
-        // The new item's id was saved, and the raised version with it, until the next save.
-        QVERIFY(saved().contains("<id>" + window->GetModDescriptor().id + "</id>"));
-        QVERIFY(saved().contains("<version>1.1</version>"));
-        click_tag("Lua");
-        QVERIFY(saved().contains("<version>1.0</version>"));
-        QVERIFY(practice->conversation().contains("SubmitItemUpdate(1001, \"\")")); // the prompt is none
-
-        practice->forget();
         write_file(folder->path() + "/MyMod/bin/tool.exe", "x");
         click("SubmitButton");
-        QVERIFY(log().last().startsWith(red + "Failed to upload mod 'Lamp' to Steam Workshop | Mod folder contains"));
         QVERIFY(!upload_dialog());
-        QCOMPARE(window->GetModDescriptor().version, QString("1.0"));
-        QVERIFY(!practice->journal().join('\n').contains("UGC::"));
+        QVERIFY(log().last().startsWith(red + "Failed to upload mod 'Lamp' to Steam Workshop | Mod folder contains"));
+        QCOMPARE(window->GetModDescriptor().version, QString("1.10"));
     }
 
     void goes_on_uploading_behind_a_hidden_dialog()
@@ -681,8 +631,7 @@ private slots:
         write_file(folder->path() + "/MyMod/data.bin", QByteArray(1000, 'x'));
         practice->tell(R"({"bytes_per_pump": 20})");
         click("SubmitButton");
-        const auto dialogs = window->findChildren<QDialog*>("UploadDialog");
-        QPointer<QWidget> second = dialogs.last();
+        QPointer<QWidget> second = window->findChildren<QDialog*>("UploadDialog").last();
         QList<int> seen;
         connect(second->findChild<QProgressBar*>("UploadProgress"), &QProgressBar::valueChanged,
                 [&seen](int value) { seen << value; });
@@ -714,6 +663,7 @@ private slots:
         editor("ModDescription").setPlainText("Unsaved again");
         window.reset();
         QVERIFY(saved().contains("<description>Unsaved again</description>"));
+        Logger::LogMessage("nobody reads this", Logger::Info);
     }
 };
 
