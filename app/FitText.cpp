@@ -75,8 +75,7 @@ public:
                          const QWidget* widget) const override
     {
         const QRect rect = QProxyStyle::subControlRect(control, option, part, widget);
-        const bool is_title = control == CC_GroupBox && part == SC_GroupBoxLabel;
-        return is_title ? rect.adjusted(0, 0, rect.height(), 0) : rect;
+        return part == SC_GroupBoxLabel ? rect.adjusted(0, 0, rect.height(), 0) : rect;
     }
 };
 

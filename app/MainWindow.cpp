@@ -120,8 +120,6 @@ ModParser::ModDescriptor& MainWindow::GetModDescriptor()
 void MainWindow::start_loading_movie()
 {
     loading_movie = new QMovie(QStringLiteral(":/resources/images/loading.gif"));
-    // It also runs while hidden: after the first round it only swaps decoded frames.
-    loading_movie->setCacheMode(QMovie::CacheAll);
     loading_movie->setScaledSize(ui->ModPreview->size() / 2);
     loading_movie->start();
     loading_movie->setSpeed(hidden_speed);

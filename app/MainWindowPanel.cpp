@@ -14,7 +14,7 @@ void MainWindow::refresh_mod_information_ui()
 
     // An empty description does not wipe what the user may be writing.
     if (!mod_descriptor.description.isEmpty())
-        ui->ModDescription->ShowText(mod_descriptor.description);
+        ui->ModDescription->setPlainText(mod_descriptor.description);
 
     ui->ModVisibility->setCurrentIndex(ModParser::visibility_index(mod_descriptor.visibility));
 

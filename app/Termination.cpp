@@ -32,10 +32,9 @@ int s_pipe[2];
 void end_program()
 {
     // A native dialog has a loop of its own, which only ends with the dialog.
-    while (QWidget* const dialog = QApplication::activeModalWidget()) {
-        if (!dialog->close())
-            break;
-    }
+    QWidget* dialog = QApplication::activeModalWidget();
+    while (dialog != nullptr && dialog->close())
+        dialog = QApplication::activeModalWidget();
     QCoreApplication::exit();
 }
 

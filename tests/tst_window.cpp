@@ -32,33 +32,6 @@ int with_dialogs(const std::function<void(QWidget&)>& act, const std::function<v
     return count;
 }
 
-/// The rows of a list or a box; a box before the text of those that can be checked.
-QString describe_rows(const QAbstractItemModel& model)
-{
-    QStringList rows;
-    for (int row = 0; row < model.rowCount(); ++row) {
-        const QVariant state = model.index(row, 0).data(Qt::CheckStateRole);
-        const QString box = state.toInt() == Qt::Checked ? "[x] " : "[] ";
-        rows << (state.isValid() ? box : QString()) + model.index(row, 0).data().toString();
-    }
-    return rows.join(" / ");
-}
-
-/// The colours that do not follow the desktop.
-QString describe_colours(const QWidget& widget)
-{
-    QString colours;
-    for (const auto role : {QPalette::Window, QPalette::Base, QPalette::ButtonText}) {
-        for (const auto group : {QPalette::Active, QPalette::Inactive, QPalette::Disabled}) {
-            const QString colour = widget.palette().color(group, role).name();
-            if (colour != QApplication::palette().color(group, role).name())
-                colours +=
-                    ", " + QVariant::fromValue(group).toString() + QVariant::fromValue(role).toString() + ": " + colour;
-        }
-    }
-    return colours;
-}
-
 /// What the widget and all that is in it look like, from the back to the front, a line each.
 QString describe(const QWidget& widget, const QString& indent = QString()) // NOLINT(misc-no-recursion): a tree
 {
@@ -81,9 +54,20 @@ QString describe(const QWidget& widget, const QString& indent = QString()) // NO
         if (!value.isEmpty() && value != "false" && value != "0")
             line += QString(", %1: %2").arg(name, QString(value).replace('\n', "\\n"));
     }
-    line += describe_colours(widget);
-    if (const auto* rows = widget.findChild<QAbstractItemModel*>(QString(), Qt::FindDirectChildrenOnly))
-        line += ", rows: " + describe_rows(*rows);
+    // Colours that do not follow the desktop.
+    for (const auto role : {QPalette::Window, QPalette::Base, QPalette::ButtonText}) {
+        for (const auto group : {QPalette::Active, QPalette::Inactive, QPalette::Disabled}) {
+            const QString colour = widget.palette().color(group, role).name();
+            if (colour != QApplication::palette().color(group, role).name())
+                line +=
+                    ", " + QVariant::fromValue(group).toString() + QVariant::fromValue(role).toString() + ": " + colour;
+        }
+    }
+    const auto* rows = widget.findChild<QAbstractItemModel*>(QString(), Qt::FindDirectChildrenOnly);
+    for (int row = 0; rows != nullptr && row < rows->rowCount(); ++row) {
+        const QModelIndex index = rows->index(row, 0);
+        line += ", [" + index.data(Qt::CheckStateRole).toString() + "] " + index.data().toString();
+    }
     line += '\n';
     const QRegularExpression named("^(?!qt_).");
     for (const QWidget* part : widget.findChildren<QWidget*>(named, Qt::FindDirectChildrenOnly))
@@ -160,20 +144,6 @@ private:
         window->process_metadata_file(mod_file(mod), "Processing");
     }
 
-    /// Clicks "Upload Mod" and waits for the answer.
-    void upload() const
-    {
-        click("SubmitButton");
-        QTRY_VERIFY(!upload_dialog());
-        QApplication::setActiveWindow(window.get());
-    }
-
-    static void turn_wheel(QWidget& target)
-    {
-        QWheelEvent notch({}, {}, {}, QPoint(0, -120), Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
-        QApplication::sendEvent(&target, &notch);
-    }
-
     /// Clicks on the box of a tag or beside it.
     void click_tag(const QString& tag, int x = 10) const
     {
@@ -187,8 +157,7 @@ private:
     bool drop(const QStringList& urls) const
     {
         QMimeData data;
-        if (!urls.isEmpty())
-            data.setUrls(QUrl::fromStringList(urls));
+        data.setUrls(QUrl::fromStringList(urls));
         QDragEnterEvent enter(QPoint(5, 5), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
         enter.ignore();
         QApplication::sendEvent(window.get(), &enter);
@@ -344,9 +313,9 @@ private slots:
              "<tag id='lua'/><tag id='Music'/><tag id='Custom'/><tag id='Pills'/>");
         const QString shown = describe(*window);
         for (const char* part :
-             {"text: Name: <b>Lamp %1, ", "text: Version: 2.5, ", "plainText: Glows\n", "[x] Pills", "[x] Music"})
+             {"text: Name: <b>Lamp %1, ", "text: Version: 2.5, ", "plainText: Glows\n", "[2] Pills", "[2] Music"})
             QVERIFY2(shown.contains(part), part);
-        QCOMPARE(shown.count("[x]"), 2);
+        QCOMPARE(shown.count("[2]"), 2);
 
         editor("OutputLog").setToolTip("Reason");
         const std::pair<QWidget*, QString> tips[] = {{&label("ModName"), "<b>Lamp %1"},
@@ -362,7 +331,7 @@ private slots:
 
         // A mod without a description leaves that of the mod before it; the first visit to the editor makes it its own.
         load("<tag id='Lua'/>", "Other");
-        QVERIFY(describe(*window).contains("[x] Lua / [] Items"));
+        QVERIFY(describe(*window).contains("[2] Lua, [0] Items"));
         QCOMPARE(editor("ModDescription").toolTip(), QString());
         editor("ModDescription").setFocus();
         editor("ChangeNotes").setFocus();
@@ -372,7 +341,6 @@ private slots:
     void reads_outside_changes_of_any_date()
     {
         load("<name>One</name>");
-        window->GetModDescriptor().preview_path = "/chosen.png";
         const QString action = "Detected metadata change, reprocessing 'MyMod/metadata.xml'... ";
         // Seconds between the program's own write and the date of the file that replaces it.
         const std::pair<QByteArray, int> changes[] = {
@@ -391,7 +359,6 @@ private slots:
             // What was typed exists nowhere else: the lock of the editor saves it.
             QCOMPARE(saved().contains("being written"), bytes.isEmpty());
         }
-        QCOMPARE(window->GetModDescriptor().preview_path, QString());
         edit_outside(read_file(mod_file()), QDateTime::currentDateTime().addSecs(3600));
         QTRY_COMPARE(log().size(), 16);
         QVERIFY(QFile::remove(mod_file()));
@@ -411,21 +378,14 @@ private slots:
             QVERIFY(
                 saved().contains("<visibility>" + (text == "PUBLIC" ? "PUBLIC" : box.currentText()) + "</visibility>"));
         }
-        const auto lines = log().size();
         box.setFocus();
         for (const auto key : {Qt::Key_Down, Qt::Key_Down, Qt::Key_Home}) {
             QTest::keyClick(&box, key);
             QVERIFY(saved().contains("<visibility>" + box.currentText() + "</visibility>"));
         }
-        turn_wheel(box);
+        QWheelEvent notch({}, {}, {}, QPoint(0, -120), Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+        QApplication::sendEvent(&box, &notch);
         QCOMPARE(box.currentText(), QString("Public")); // the wheel changes nothing
-        box.showPopup();
-        box.view()->setFixedHeight(box.view()->sizeHintForRow(0)); // no room for all
-        turn_wheel(*box.view()->viewport());
-        QTRY_VERIFY(box.view()->verticalScrollBar()->value() > 0); // but the open list scrolls
-        box.hidePopup();
-        QTest::qWait(100);
-        QCOMPARE(log().size(), lines);
     }
 
     void saves_changed_tags_at_once()
@@ -524,12 +484,10 @@ private slots:
         QVERIFY(!saved().contains("preview"));
         QCOMPARE(log().size(), 2);
 
-        // Not a picture, or one that is too large: nothing to show, but it is what will be sent.
-        for (const QByteArray& bad : {QByteArray("not a picture"), picture(QSize(4096, 2049))}) {
-            write_file(path + "bad", bad);
-            choose_file("ChangePreview", path + "bad");
-            QVERIFY(shown_preview().isNull());
-        }
+        // Not a picture: nothing to show, but it is what will be sent.
+        write_file(path + "bad", "not a picture");
+        choose_file("ChangePreview", path + "bad");
+        QVERIFY(shown_preview().isNull());
         QCOMPARE(window->GetModDescriptor().preview_path, path + "bad");
     }
 
@@ -538,7 +496,8 @@ private slots:
         load("");
         window->GetModDescriptor().preview_path = folder->path() + "/preview.png";
         write_file(folder->path() + "/preview.png", picture(QSize(64, 64), Qt::blue));
-        upload();
+        click("SubmitButton");
+        QTRY_VERIFY(!upload_dialog());
         const QByteArray body = "<id>" + window->GetModDescriptor().id.toUtf8() + "</id>";
 
         open_window();
@@ -546,14 +505,12 @@ private slots:
         QPointer<QMovie> movie = label("ModPreview").movie();
         QVERIFY(movie && !label("ModPreview").hasScaledContents());
         QCOMPARE(movie->scaledSize(), QSize(71, 71));
-        QCOMPARE(movie->state(), QMovie::Running);
         QCOMPARE(movie->currentFrameNumber(), 1);
         QCOMPARE(movie->speed(), 100);
         QTRY_COMPARE(shown_preview().size(), QSize(64, 64));
         QVERIFY(label("ModPreview").hasScaledContents());
-        QVERIFY(movie->speed() > 0 && movie->speed() < 10); // hidden, it hardly wakes the processor
+        QCOMPARE(movie->speed(), 1); // hidden, it hardly wakes the processor
         QCOMPARE(movie->state(), QMovie::Running);
-        QCOMPARE(window->GetModDescriptor().preview_path, QString());
 
         practice->forget();
         load(body); // the same item again: nothing is fetched and the picture stays
@@ -571,7 +528,9 @@ private slots:
     {
         load("<name>Lamp</name><version>1.9</version>");
         practice->tell(R"({"submit_results": [16]})");
-        upload();
+        click("SubmitButton");
+        QTRY_VERIFY(!upload_dialog());
+        QApplication::setActiveWindow(window.get());
         QCOMPARE(log().last(), red + "Failed to upload mod 'Lamp': Error (16) - Operation timed out");
         QCOMPARE(label("ModVersion").text(), QString("Version: 1.9"));
         QVERIFY(!enabled_controls(*window).contains("ViewButton"));
@@ -639,7 +598,6 @@ private slots:
         QVERIFY(second && !second->isVisible());
         QTRY_VERIFY(second.isNull());
         QCOMPARE(seen, (QList<int>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10}));
-        QVERIFY(log().last().startsWith(green + "Successfully uploaded"));
     }
 
     void closes_in_the_middle_of_everything()

@@ -18,7 +18,6 @@ bool has_endless_run(const QString& text)
     int length = 0;
     for (const QChar character : text) {
         const bool is_break = character == QLatin1Char(' ') || character == QLatin1Char('\t')
-                              || character == QLatin1Char('\n')
                               || character == QChar::LineSeparator;
         length = is_break ? 0 : length + 1;
         if (length > longest_run)
@@ -35,13 +34,6 @@ ClearableTextEdit::ClearableTextEdit(QWidget* parent) : QPlainTextEdit(parent)
     setContextMenuPolicy(Qt::PreventContextMenu);
     // Emitted before the new text is laid out.
     connect(document(), &QTextDocument::contentsChange, this, &ClearableTextEdit::choose_wrapping);
-}
-
-void ClearableTextEdit::ShowText(const QString& text)
-{
-    if (has_endless_run(text))
-        setWordWrapMode(QTextOption::WrapAnywhere); // the next call lays out, then reports a change
-    setPlainText(text);
 }
 
 void ClearableTextEdit::choose_wrapping(int from, int /*removed*/, int added)

@@ -11,9 +11,6 @@ class ClearableTextEdit : public QPlainTextEdit
 public:
     explicit ClearableTextEdit(QWidget* parent);
 
-    /// Shows `text` instead of what is there.
-    void ShowText(const QString& text);
-
 protected:
     void mousePressEvent(QMouseEvent* e) override;
 
