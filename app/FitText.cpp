@@ -43,12 +43,11 @@ QSize room_of(const QPushButton& button)
 
 QSize room_of(const QComboBox& box)
 {
-    constexpr QSize end_pixels(2, 0); // styles keep one clear at either end
     QStyleOptionComboBox option;
     option.initFrom(&box);
-    const QRect field = box.style()->subControlRect(QStyle::CC_ComboBox, &option,
-                                                    QStyle::SC_ComboBoxEditField, &box);
-    return field.size() - end_pixels;
+    return box.style()
+        ->subControlRect(QStyle::CC_ComboBox, &option, QStyle::SC_ComboBoxEditField, &box)
+        .size();
 }
 
 std::vector<PlacedText> texts_of(const QList<QWidget*>& controls)
