@@ -75,13 +75,17 @@ QString describe(const QWidget& widget, const QString& indent = QString()) // NO
     return line;
 }
 
-/// The number of pixels in which a text is drawn.
+/// The number of pixels in which a text is drawn on a screen of twice the scale, where styles cut more.
 int count_ink(QWidget& widget, const char* property)
 {
-    const QImage inked = widget.grab().toImage();
+    QImage inked(widget.size() * 2, QImage::Format_RGB32);
+    inked.fill(Qt::white);
+    inked.setDevicePixelRatio(2);
+    QImage blank = inked;
+    widget.render(&inked);
     const QVariant text = widget.property(property);
     widget.setProperty(property, text.userType() == QMetaType::Int ? QVariant(-1) : QVariant(""));
-    const QImage blank = widget.grab().toImage();
+    widget.render(&blank);
     widget.setProperty(property, text);
     int ink = 0;
     for (int pixel = 0, width = blank.width(); pixel < width * blank.height(); ++pixel)
@@ -443,7 +447,6 @@ private slots:
         load("");
         for (const char* name : {"OutputLog", "ChangeNotes", "ModDescription"}) {
             auto& pane = editor(name);
-            pane.setFocus();
             pane.setPlainText("text");
             const QPoint place(40, 10);
             const auto press = [&](Qt::MouseButton with) { QTest::mouseClick(pane.viewport(), with, {}, place); };
@@ -579,8 +582,6 @@ private slots:
         click("SubmitButton");
         QPointer<QWidget> first = upload_dialog();
         QTest::keyClick(first, Qt::Key_Escape);
-        QTest::qWait(100);
-        QCOMPARE(first->findChild<QProgressBar*>("UploadProgress")->value(), 24); // no report yet
         click("SubmitButton");
         QTRY_COMPARE(log().size(), 3); // only the newer one is answered: there is no such item
         QTest::qWait(100);
