@@ -5,7 +5,6 @@
 #include <QFontInfo>
 #include <QProxyStyle>
 #include <QStyleOptionButton>
-#include <QStyleOptionComboBox>
 #include <QtMath>
 
 #include <algorithm>
@@ -41,15 +40,6 @@ QSize room_of(const QPushButton& button)
     return button.style()->subElementRect(QStyle::SE_PushButtonContents, &option, &button).size();
 }
 
-QSize room_of(const QComboBox& box)
-{
-    QStyleOptionComboBox option;
-    option.initFrom(&box);
-    return box.style()
-        ->subControlRect(QStyle::CC_ComboBox, &option, QStyle::SC_ComboBoxEditField, &box)
-        .size();
-}
-
 std::vector<PlacedText> texts_of(const QList<QWidget*>& controls)
 {
     std::vector<PlacedText> texts;
@@ -58,9 +48,6 @@ std::vector<PlacedText> texts_of(const QList<QWidget*>& controls)
             texts.push_back({label->text(), label->size()});
         if (const auto* const button = qobject_cast<const QPushButton*>(control))
             texts.push_back({button->text(), room_of(*button)});
-        const auto* const box = qobject_cast<const QComboBox*>(control);
-        for (int index = 0; box != nullptr && index < box->count(); ++index)
-            texts.push_back({box->itemText(index), room_of(*box)});
     }
     return texts;
 }
@@ -78,8 +65,8 @@ public:
     }
 };
 
-/// Gives neighbouring controls a common font in which all their texts fit; their own font if it
-/// does.
+/// Gives neighbouring controls a common font in which the texts of their labels and buttons fit;
+/// their own font if it does.
 void fit_together(const QList<QWidget*>& controls)
 {
     const std::vector<PlacedText> texts = texts_of(controls);
@@ -101,7 +88,7 @@ void FitTexts(Ui_MainWindow& form)
 {
     fit_together({form.ChooseMetadata, form.SubmitButton, form.ViewButton});
     fit_together({form.ModName, form.ModVersion, form.TagsLabel});
-    fit_together({form.label, form.ModVisibility});
+    fit_together({form.label, form.ModVisibility}); // whose entries have more room
     fit_together({form.ChangePreview});
 
     auto* const title_style = new RoomyTitleStyle;
