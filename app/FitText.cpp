@@ -60,8 +60,10 @@ public:
     QRect subControlRect(ComplexControl control, const QStyleOptionComplex* option, SubControl part,
                          const QWidget* widget) const override
     {
-        const QRect rect = QProxyStyle::subControlRect(control, option, part, widget);
-        return part == SC_GroupBoxLabel ? rect.adjusted(0, 0, rect.height(), 0) : rect;
+        QRect rect = QProxyStyle::subControlRect(control, option, part, widget);
+        if (part == SC_GroupBoxLabel)
+            rect.setWidth(rect.width() + rect.height());
+        return rect;
     }
 };
 
