@@ -242,7 +242,8 @@ private slots:
         QCOMPARE(pane.wordWrapMode(), QTextOption::WrapAtWordBoundaryOrAnywhere);
         Logger::LogMessage(QString(10'001, 'x'), Logger::Info);
         QCOMPARE(pane.wordWrapMode(), QTextOption::WrapAnywhere);
-        Logger::LogMessage("words", Logger::Info);
+        for (const char* text : {"two", "lines"})
+            Logger::LogMessage(text, Logger::Info);
         QCOMPARE(pane.wordWrapMode(), QTextOption::WrapAnywhere); // the run is still there
         pane.setPlainText("words");
         QCOMPARE(pane.wordWrapMode(), QTextOption::WrapAtWordBoundaryOrAnywhere);
