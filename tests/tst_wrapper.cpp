@@ -306,10 +306,11 @@ private slots:
         QCOMPARE(outcome_of_upload(), "done");
         QStringList complaints = practice->journal().filter("practice.json, line ");
         complaints.replaceInStrings(QRegularExpression("syntax error.*"), "syntax error");
-        QCOMPARE(complaints.replaceInStrings("practice.json, line ", "").join("; "),
-                 QString(R"(2: "owner" wants a text; 2: "legal_agreement" wants true or false; )"
-                         R"(4: "no_such_key" is an unknown key; 4: "start" wants one of: ["ok","fails"]; )"
-                         R"(5: "bytes_per_pump" wants a whole number from 1 to 1073741824; 3, column 2: syntax error)"));
+        QCOMPARE(
+            complaints.replaceInStrings("practice.json, line ", "").join("; "),
+            QString(R"(2: "owner" wants a text; 2: "legal_agreement" wants true or false; )"
+                    R"(4: "no_such_key" is an unknown key; 4: "start" wants one of: ["ok","fails"]; )"
+                    R"(5: "bytes_per_pump" wants a whole number from 1 to 1073741824; 3, column 2: syntax error)"));
     }
 
     void reports_progress_in_tenths()
