@@ -53,34 +53,34 @@ bool replace(const QString& old_path, const QString& new_path)
 
 /// Extends the file before it overwrites anything: on most file systems only extending it can fail
 /// for lack of space.
-bool write_in_place(const QString& path, const QByteArray& content)
+void write_in_place(const QString& path, const QByteArray& content)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly | QIODevice::Unbuffered))
-        return false;
+        return;
     const qint64 old_size = file.size();
     if (content.size() > old_size) {
         const QByteArray tail = content.mid(static_cast<int>(old_size));
         if (!file.seek(old_size) || file.write(tail) != tail.size()) {
             file.resize(old_size);
-            return false;
+            return;
         }
     }
-    return file.seek(0) && file.write(content) == content.size() && file.resize(content.size())
-           && reaches_disk(file);
+    if (file.seek(0) && file.write(content) == content.size() && file.resize(content.size()))
+        reaches_disk(file);
 }
 
 } // namespace
 
-bool WriteFileAtomically(const QString& path, const QByteArray& content)
+void WriteFileAtomically(const QString& path, const QByteArray& content)
 {
     const QFileInfo old(path);
     // A pipe or a device must not be replaced, and opening it could block.
     if (old.exists() && !(old.isFile() && old.isWritable()))
-        return false;
+        return;
     // Two windows on one mod would take each other's writes for changes without end.
     if (has_content(path, content))
-        return true;
+        return;
     const QString behind_links = old.canonicalFilePath(); // empty as soon as the file is gone
     const QString target = behind_links.isEmpty() ? path : behind_links;
     const QFileInfo place(target);
@@ -90,19 +90,21 @@ bool WriteFileAtomically(const QString& path, const QByteArray& content)
     const QString process = QString::number(QCoreApplication::applicationPid());
     QFile temp_file(place.path() + QLatin1Char('/') + hidden_prefix(place) + process);
     temp_file.remove(); // of a program with the same number that was killed
-    if (!temp_file.open(QIODevice::WriteOnly | QIODevice::NewOnly))
-        return write_in_place(target, content);
+    if (!temp_file.open(QIODevice::WriteOnly | QIODevice::NewOnly)) {
+        write_in_place(target, content);
+        return;
+    }
     if (old.exists())
         temp_file.setPermissions(place.permissions()); // not every file system has them
     const bool is_whole = temp_file.write(content) == content.size() && reaches_disk(temp_file);
     temp_file.close();
     if (is_whole && replace(target, temp_file.fileName()))
-        return true;
+        return;
     temp_file.remove();
     // A file that another program has open can often be written but not replaced, and a full disk
     // often has room for a few more bytes in an existing file. The number of a new Workshop item
     // must not be lost.
-    return write_in_place(target, content);
+    write_in_place(target, content);
 }
 
 void RemoveStaleTempFiles(const QString& path)
