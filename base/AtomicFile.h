@@ -9,8 +9,8 @@ class QString;
 /// cannot replace the old one, the old file is overwritten in place if it has the space; only then
 /// a kill at that moment can damage it.
 ///
-/// The file keeps another content when it is read-only, its folder is missing, or there is no space.
-/// Two programs may write the same file at once; the later one wins. Not thread-safe.
+/// The file keeps another content when it is read-only, its folder is missing, or there is no
+/// space. Two programs may write the same file at once; the later one wins. Not thread-safe.
 void WriteFileAtomically(const QString& path, const QByteArray& content);
 
 /// Removes the temporary files that are left beside `path` when a program was killed in

@@ -311,15 +311,16 @@ private slots:
         const bool is_root = geteuid() == 0;
         rlimit limit = {};
         getrlimit(RLIMIT_FSIZE, &limit);
-        for (int variant = 0; variant < 16; ++variant) {
-            const bool in_folder = variant & 1, on_file = variant & 2, has_room = variant & 4, shorter = variant & 8;
+        for (int variant = 0; variant < 24; ++variant) {
+            const unsigned in_folder[] = {0777, 0555, 01777}; // the last lets nobody replace the file
+            const bool on_file = variant & 1, has_room = variant & 2, shorter = variant & 4;
             if (shorter && !has_room)
                 continue;
             const QByteArray old(shorter ? 9000 : 50, 'x');
             write_file(QString::fromStdString(behind), old);
             const fs::perms permissions{on_file ? 0666U : 0444U};
             fs::permissions(behind, permissions);
-            fs::permissions(mod, fs::perms(in_folder ? 0777 : 0555));
+            fs::permissions(mod, fs::perms(in_folder[variant / 8]));
             const rlimit lower{has_room ? limit.rlim_cur : 100, limit.rlim_max};
             QVERIFY(setrlimit(RLIMIT_FSIZE, &lower) == 0 && (!is_root || setresuid(65534, 65534, 0) == 0));
             other.SaveMetadata();
