@@ -98,14 +98,16 @@ struct MadeUpFile
     /// Adds a text of some of the pieces and returns what is read. Between markup, white space alone is no text.
     QString add_text(int first_piece, int end_piece)
     {
-        QString read, chunk;
+        QString read;
+        QString chunk;
         const auto end_chunk = [&, is_attribute = end_piece == first_markup] {
             read += is_attribute || !chunk.trimmed().isEmpty() ? chunk : QString();
             chunk.clear();
         };
         for (int i = below(8); i > 0; --i) {
             const int piece = first_piece + below(end_piece - first_piece);
-            QString written = pieces[piece].section('|', 0, 0), meant = pieces[piece].section('|', -1);
+            QString written = pieces[piece].section('|', 0, 0);
+            QString meant = pieces[piece].section('|', -1);
             if (encoding == 2 && written == meant)
                 written = meant = QString::fromLatin1(meant.toLatin1());
             if (piece >= first_markup)
@@ -228,7 +230,8 @@ private slots:
         add_row("column behind a number", "metadata.xml", QByteArray("<metadata>\n&#128512;<name></nam>"),
                 not_parsed + "2, column 21:\ntag mismatch");
 
-        const auto limit = [](const QString& reason, int most, QByteArray start, QByteArray part, const char* end) {
+        const auto limit = [](const QString& reason, int most, const QByteArray& start, const QByteArray& part,
+                              const char* end) {
             const QByteArray name = start + part.left(20) + " x " + QByteArray::number(most);
             add_row(name, "metadata.xml", start + part.repeated(most) + end, "Success");
             add_row(name + " + 1", "metadata.xml", start + part.repeated(most + 1) + end, reason);
@@ -304,7 +307,9 @@ private slots:
 #if defined(Q_OS_LINUX)
         std::signal(SIGXFSZ, SIG_IGN);
         const QTemporaryDir place("/tmp/tst_metadata-XXXXXX"); // where nobody can go, too
-        const std::string top = place.path().toStdString(), mod = top + "/mod", behind = mod + "/behind.xml";
+        const std::string top = place.path().toStdString();
+        const std::string mod = top + "/mod";
+        const std::string behind = mod + "/behind.xml";
         other.folder_path = place.path();
         fs::permissions(top, fs::perms::all);
         fs::create_symlink(behind, top + "/metadata.xml");
@@ -313,7 +318,9 @@ private slots:
         getrlimit(RLIMIT_FSIZE, &limit);
         for (int variant = 0; variant < 24; ++variant) {
             const unsigned in_folder[] = {0777, 0555, 01777}; // the last lets nobody replace the file
-            const bool on_file = variant & 1, has_room = variant & 2, shorter = variant & 4;
+            const bool on_file = variant % 2 == 1;
+            const bool has_room = variant / 2 % 2 == 1;
+            const bool shorter = variant / 4 % 2 == 1;
             if (shorter && !has_room)
                 continue;
             const QByteArray old(shorter ? 9000 : 50, 'x');
@@ -365,7 +372,7 @@ private slots:
                  QString("Mod folder contains one more more files that are not allowed to be uploaded "
                          "to Steam Workshop"));
         QCOMPARE(lines.takeLast(), QString("Please remove the offending files and try again"));
-        lines.replaceInStrings(QRegularExpression("^&nbsp;&nbsp;&nbsp;&nbsp;'\\.\\.\\./MyMod/([^$]*)'$"), "\\1");
+        lines.replaceInStrings(QRegularExpression(R"(^&nbsp;&nbsp;&nbsp;&nbsp;'\.\.\./MyMod/([^$]*)'$)"), R"(\1)");
         fs::remove_all(folder().toStdString()); // Qt does not know all of the names
         lines.sort();
         found.sort();

@@ -19,7 +19,7 @@ qint64 peak_of_memory()
 #if defined(Q_OS_LINUX)
     rusage usage = {};
     getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_maxrss / 1024;
+    return usage.ru_maxrss / 1024; // NOLINT(cppcoreguidelines-pro-type-union-access)
 #else
     return 0;
 #endif
