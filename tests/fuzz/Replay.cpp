@@ -13,6 +13,13 @@
 
 namespace {
 
+/// What one input may take of the processor. On Windows std::clock() counts what others take too.
+#if defined(Q_OS_WIN)
+constexpr int most_milliseconds = 60'000;
+#else
+constexpr int most_milliseconds = 2000;
+#endif
+
 /// In MiB, since the program has started. Known on Linux only.
 qint64 peak_of_memory()
 {
@@ -47,8 +54,8 @@ int main(int argc, char** argv)
         const bool taken = (is_metadata ? Properties::Metadata : Properties::Preview)(file.readAll());
         const int milliseconds = int((std::clock() - before) * 1000 / CLOCKS_PER_SEC);
         const int mib = int(peak_of_memory() - first_peak);
-        const bool as_wanted =
-            taken != name.startsWith(QLatin1String("refused")) && milliseconds <= 2000 && mib <= MOST_MEMORY;
+        const bool as_wanted = taken != name.startsWith(QLatin1String("refused")) && milliseconds <= most_milliseconds
+                               && mib <= MOST_MEMORY;
         std::printf(": %s, %d ms, peak %d MiB%s\n", taken ? "taken" : "refused", milliseconds, mib,
                     as_wanted ? "" : "   WRONG");
         good = good && as_wanted;
