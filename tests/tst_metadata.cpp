@@ -348,7 +348,7 @@ private slots:
                                  "Data.APP/in.txt", ".hidden/in.exe", "x.dll2", "x.dll "})
             write_file(folder() + "/" + name, "x");
         QStringList found{"plugin.dll", "sub/deep/er/lib.so",      "a.tar.dll",
-                          "sub/x..exe", "Foo.app/Contents/foo.so", QString("d/").repeated(60) + "x.so"};
+                          "sub/x..exe", "Foo.app/Contents/foo.so", QString("d/").repeated(130) + "x.so"};
         for (const QString& name : found)
             write_file(folder() + "/" + name, "x");
         found << "Foo.app";
