@@ -31,8 +31,9 @@ def deep(probe, folder):
         os.mkdir(LEVEL, dir_fd=at)
         above, at = at, os.open(LEVEL, os.O_RDONLY, dir_fd=at)
         os.close(above)
-        if level in DEPTHS:
-            os.close(os.open("x.exe", os.O_CREAT | os.O_WRONLY, dir_fd=at))
+        # A folder whose last entry was read needs no handle any more, so each has others.
+        for name in ["a", "b", "c", *(["x.exe"] if level in DEPTHS else [])]:
+            os.close(os.open(name, os.O_CREAT | os.O_WRONLY, dir_fd=at))
     os.close(at)
     found = probe.run("load", mod / "metadata.xml", under=["prlimit", "--nofile=280"])[-1].split(" | ")[1:-1]
     wanted = [f"____'.../mod/{f'{LEVEL}/' * level}x.exe'" for level in DEPTHS[:-1]]

@@ -130,9 +130,9 @@ class Desktop:
                                 PATH=f"{folder / 'bin'}:{os.environ['PATH']}", QT_QPA_PLATFORM="xcb", **settings)
         number = folder / "display"
         with open(number, "wb") as answer:
-            self.server = self.start(["Xvfb", "-displayfd", answer.fileno(), "-screen", "0", "1024x700x24", "-dpi", "96",
-                                      "-noreset", "-nolisten", "tcp", "-nolisten", "unix"], "server",
-                                     pass_fds=[answer.fileno()])
+            self.server = self.start(
+                ["Xvfb", "-displayfd", answer.fileno(), "-screen", "0", "1024x700x24", "-dpi", "96", "-noreset",
+                 "-nolisten", "tcp", "-nolisten", "unix"], "server", pass_fds=[answer.fileno()])
         self.wait_for("the virtual display", lambda: number.read_text().endswith("\n"))
         self.environment["DISPLAY"] = ":" + number.read_text().strip()
         self.x = display.Display(self.environment["DISPLAY"])
@@ -315,5 +315,6 @@ class Desktop:
         return Image.frombytes("RGB", (size.width, size.height), image.data, "raw", "BGRX")
 
     def is_like(self, wanted):
-        different = ImageChops.difference(self.image(), wanted).convert("L").point(lambda value: value > 24 and 255)
-        return different.histogram()[255] < 8  # pixels; a text cursor has more
+        different = ImageChops.difference(self.image(), wanted).point(lambda value: value > 33 and 255)
+        # Of the image, which has at most 256 colours, some pixels; a text cursor has more.
+        return different.convert("L").point(bool).histogram()[1] < 14
