@@ -215,7 +215,7 @@ private slots:
                 auto& group = control<QGroupBox>("groupBox");
                 const int ink = count_ink(group, "title");
                 group.setTitle(group.title() + "   ");
-                QCOMPARE(ink, count_ink(group, "title"));
+                QVERIFY(ink > 0 && ink == count_ink(group, "title"));
             }
         }
     }
