@@ -294,7 +294,7 @@ private slots:
                  QStringList({".metadata.xml.saving", "metadata.xml", "metadata.xml.saving-1"}));
         QFile::remove(file());
 #if defined(Q_OS_LINUX)
-        QVERIFY(mkfifo(qPrintable(file()), 0666) == 0); // to open it would take for ever
+        QVERIFY(mkfifo(qPrintable(file()), 0666) == 0); // opening it would block
         QVERIFY(!ModParser::ParseMetadata(file(), other) && PreviewImage::FromFile(file()).isNull());
         LoggerTextEdit(nullptr).appendHtml("<img src=\"" + file() + "\">");
         other.SaveMetadata();
