@@ -31,9 +31,7 @@ void append(const std::string& line)
 {
     Journal& journal = the_journal();
     journal.text += line + '\n';
-    if (journal.file.empty())
-        return;
-    std::error_code error; // the size of no file is the largest number
+    std::error_code error; // the size of no file is the largest number, and opening none fails
     const bool afresh = std::filesystem::file_size(journal.file, error) > largest_journal;
     std::ofstream out(journal.file, std::ios::binary | (afresh ? std::ios::trunc : std::ios::app));
     out << line << '\n';

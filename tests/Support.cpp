@@ -74,7 +74,7 @@ Practice::Practice() : library(QCoreApplication::applicationDirPath() + '/' + St
 
 void Practice::tell(const QByteArray& json)
 {
-    if (call<int>("PracticeWorkshop_Control", json.constData()) != 1)
+    if (!takes(json))
         qFatal("the Practice Workshop rejects a part of %s", json.constData());
 }
 

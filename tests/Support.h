@@ -38,6 +38,8 @@ public:
 
     /// Sets what happens next. A part that the library rejects ends the process, because the test would prove nothing.
     void tell(const QByteArray& json);
+    /// The same, and whether the library takes all of it.
+    bool takes(const QByteArray& json) { return call<int>("PracticeWorkshop_Control", json.constData()) == 1; }
 
     /// Everything the library was asked for since the start or `forget`, one line a call.
     QStringList journal();

@@ -16,6 +16,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <tuple>
 #include <utility>
 
 namespace {
@@ -311,6 +312,18 @@ private slots:
             QString(R"(2: "owner" wants a text; 2: "legal_agreement" wants true or false; )"
                     R"(4: "no_such_key" is an unknown key; 4: "start" wants one of: ["ok","fails"]; )"
                     R"(5: "bytes_per_pump" wants a whole number from 1 to 1073741824; 3, column 2: syntax error)"));
+    }
+
+    void takes_numbers_up_to_their_limits()
+    {
+        const std::tuple<const char*, int, int> limits[] = {
+            {"bytes_per_pump", 1, 1 << 30}, {"answer_after_pumps", 1, 1'000'000}, {"preview_delay_ms", 0, 600'000}};
+        for (const auto& [key, least, most] : limits) {
+            const auto takes = [this, name = key](int n) {
+                return practice->takes(QString("{\"%1\": %2}").arg(name).arg(n).toLatin1());
+            };
+            QVERIFY2(takes(least) && takes(most) && !takes(least - 1) && !takes(most + 1), key);
+        }
     }
 
     void reports_progress_in_tenths()
