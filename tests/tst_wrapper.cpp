@@ -180,6 +180,12 @@ private:
     Caller caller;
 
 private slots:
+    void init()
+    {
+        caller = Caller(); // one that was never answered holds what has gone with its test
+        WindowTest::init();
+    }
+
     void speaks_as_agreed_from_start_to_end()
     {
         steam().Update();
