@@ -5,6 +5,8 @@
 UploadDialog::UploadDialog(QWidget* parent) : QDialog(parent), ui(new Ui_UploadDialog)
 {
     ui->setupUi(this);
+    ui->UploadProgress->setMinimum(0);
+    ui->UploadProgress->setMaximum(100);
 }
 
 UploadDialog::~UploadDialog()
