@@ -1,10 +1,8 @@
 #include "Properties.h"
 
-#include <QByteArray>
 #include <QGuiApplication>
 
 #include <cstddef>
-#include <cstdint>
 
 // The names are those that libFuzzer looks for. PROPERTY comes from the build: one fuzzer for each.
 
@@ -14,7 +12,7 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
     return 0;
 }
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+extern "C" int LLVMFuzzerTestOneInput(const uchar* data, std::size_t size)
 {
     Properties::PROPERTY(QByteArray(reinterpret_cast<const char*>(data), static_cast<int>(size)));
     return 0;
