@@ -5,30 +5,25 @@
 #include "TextFields.h"
 
 #include <QDir>
-#include <QListWidget>
-#include <QRegularExpression>
+#include <QProcess>
 
-#include <filesystem>
 #include <map>
-#include <memory>
 #include <random>
 
 #if defined(Q_OS_LINUX)
-#include <csignal>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #endif
 
-namespace fs = std::filesystem;
 using ModParser::ModDescriptor;
 
 namespace {
 
-/// What is stored of a mod, in a form that a failed comparison shows whole.
+/// What is known of a mod, in a form that a failed comparison shows whole.
 QStringList fields(const ModDescriptor& mod)
 {
-    QStringList lines;
+    QStringList lines{mod.folder_path, mod.preview_path};
     for (const ModParser::TextField& field : ModParser::text_fields)
         lines << QString("%1: %2").arg(field.element, mod.*field.member);
     return lines + mod.tags;
@@ -38,8 +33,7 @@ QStringList fields(const ModDescriptor& mod)
 QString changed_version(const QString& version, int delta)
 {
     QStringList parts = version.split('.');
-    const qint64 number = parts.takeLast().toLongLong();
-    const qint64 changed = qMax<qint64>(0, (number > 2'147'483'647 ? 0 : number) + delta);
+    const qint64 changed = qMax<qint64>(0, qint64{parts.takeLast().toInt()} + delta); // no number counts as 0
     return parts.isEmpty() ? QString(QChar(uint(changed % 256))) : (parts << QString::number(changed)).join('.');
 }
 
@@ -77,7 +71,19 @@ struct MadeUpFile
         xml += QString("</metadata>") + any({"", "\n", "<!-- -->"});
         if (encoding < 3 && below(2) == 0)
             xml.replace("\n", "\r\n");
-        finish();
+        const QString defaults[] = {"MyMod", "MyMod", "0", "", "1.0", "Public"};
+        for (int i = 0; i < 6; ++i) {
+            const auto& [element, member] = ModParser::text_fields[i];
+            const QString text = texts[element].isEmpty() ? defaults[i] : texts[element];
+            for (const QChar c : member == &ModDescriptor::directory ? text.toLower() : text) {
+                if (member != &ModDescriptor::version || QString("0123456789.").contains(c))
+                    mod.*member += c;
+            }
+            stored += QString("    <%1>%2</%1>\n").arg(element, storable(mod.*member));
+        }
+        for (const QString& tag : mod.tags)
+            stored += "    <tag id=\"" + storable(tag).replace('\n', "&#10;") + "\"/>\n";
+        stored += "</metadata>\n";
     }
 
     QByteArray bytes() const
@@ -135,39 +141,20 @@ struct MadeUpFile
                                   "<tag ID='A'/>", "<a><tag id='no'/><name>no</name></a>", "<Name>no</Name>", "\n  ",
                                   "<!-- -->", "x", "<?p?>", "<![CDATA[ ]]>"});
         xml += form.section("%1", 0, 0);
-        if (tags_began == 0 && form.startsWith("<tag"))
-            tags_began = 1;
+        tags_began |= form.startsWith("<tag");
         if (form.contains("%1")) {
             const QString tag = add_text(0, first_markup);
-            if (tags_began == 1)
-                mod.tags << tag;
-        } else if (tags_began == 1 && !form.contains('/') && !form.trimmed().isEmpty()) {
-            tags_began = 2; // and ended
+            mod.tags << (tags_began && !tags_ended ? QStringList(tag) : QStringList());
         }
+        tags_ended |= tags_began && !form.contains('/') && !form.trimmed().isEmpty();
         xml += form.section("%1", 1);
-    }
-
-    void finish()
-    {
-        const QString defaults[] = {"MyMod", "MyMod", "0", "", "1.0", "Public"};
-        for (int i = 0; i < 6; ++i) {
-            const auto& [element, member] = ModParser::text_fields[i];
-            const QString text = texts[element].isEmpty() ? defaults[i] : texts[element];
-            for (const QChar c : member == &ModDescriptor::directory ? text.toLower() : text) {
-                if (member != &ModDescriptor::version || QString("0123456789.").contains(c))
-                    mod.*member += c;
-            }
-            stored += QString("    <%1>%2</%1>\n").arg(element, storable(mod.*member));
-        }
-        for (const QString& tag : mod.tags)
-            stored += "    <tag id=\"" + storable(tag).replace('\n', "&#10;") + "\"/>\n";
-        stored += "</metadata>\n";
     }
 
     std::mt19937 random;
     int encoding;
     std::map<QString, QString> texts;
-    int tags_began = 0;
+    bool tags_began = false;
+    bool tags_ended = false;
 };
 
 } // namespace
@@ -181,66 +168,68 @@ private:
     QString folder() const { return root->path() + "/MyMod"; }
     QString file() const { return folder() + "/metadata.xml"; }
 
-    std::unique_ptr<QTemporaryDir> root;
+    QScopedPointer<QTemporaryDir> root;
     ModDescriptor other;
 
 private slots:
     void init()
     {
-        root = std::make_unique<QTemporaryDir>();
+        // Where flushing to disk takes no time, if there is such a place.
+        root.reset(new QTemporaryDir((QFileInfo("/dev/shm").isWritable() ? "/dev/shm" : QDir::tempPath())
+                                     + "/tst_metadata-XXXXXX"));
         other = MadeUpFile(7).mod;
-        QDir().mkpath(folder());
-        other.folder_path = "/elsewhere";
-        other.preview_path = "/p.png";
+        other.folder_path = other.preview_path = "/elsewhere";
     }
 
     void reads_completes_and_stores_what_authors_write()
     {
-        auto memory = std::make_unique<QTemporaryDir>("/dev/shm/tst_metadata-XXXXXX");
-        if (memory->isValid() && QDir().mkpath(memory->path() + "/MyMod")) // where flushing to disk takes no time
-            root.swap(memory);
-#if defined(Q_OS_WIN)
-        const unsigned seeds = 50; // under Wine each takes a hundred times as long
-#else
-        const unsigned seeds = 1000;
-#endif
+        // Under Wine each takes a hundred times as long.
+        const unsigned seeds = QSysInfo::kernelType() == "winnt" ? 50 : 1000;
         for (unsigned seed = 0; seed < seeds; ++seed) {
-            const MadeUpFile made_up(seed);
+            MadeUpFile made_up(seed);
+            made_up.mod.folder_path = folder();
             write_file(file(), made_up.bytes());
             ModDescriptor mod = other; // nothing of it may survive
-            const bool taken = ModParser::ParseMetadata(file(), mod);
-            if (!taken || fields(mod) != fields(made_up.mod) || read_file(file()) != made_up.stored.toUtf8())
+            ModParser::ParseMetadata(file(), mod);
+            const QStringList expected = fields(made_up.mod) << "Success" << made_up.stored;
+            const QStringList actual = fields(mod) << ModParser::GetParseMetadataResult() << read_file(file());
+            if (actual != expected)
                 qInfo("seed %u: %s", seed, qUtf8Printable(made_up.xml));
-            QCOMPARE(ModParser::GetParseMetadataResult(), QString("Success"));
-            QCOMPARE(fields(mod), fields(made_up.mod));
-            QCOMPARE(QString::fromUtf8(read_file(file())), made_up.stored);
-            QCOMPARE(mod.folder_path + mod.preview_path, folder());
+            QCOMPARE(actual, expected);
             for (const int delta : {+1, -1, -1}) {
-                const QString expected = changed_version(mod.version, delta);
+                const QString changed = changed_version(mod.version, delta);
                 delta > 0 ? mod.IncrementVersion() : mod.DecrementVersion();
-                QCOMPARE(mod.version, expected);
+                QCOMPARE(mod.version, changed);
             }
         }
     }
 
-    void refuses_with_a_reason_what_is_beyond_the_limits_data()
+    void refuses_with_a_reason_what_is_beyond_the_limits()
     {
-        add_columns<QString, QByteArray, QString>("name", "bytes", "result");
-        add_row("upper case", "Metadata.xml", metadata(""), "Metadata file not named 'metadata.xml'");
-        add_row("no file", "metadata.xml", QByteArray(), "Failed to open specified metadata file");
-        add_row("other root", "metadata.xml", QByteArray("<mod/>"),
-                "No <metadata> tag found in specified metadata file." + QString(87, ' ')
-                    + "Please see the sample metadata.xml file for reference");
-        const QString not_parsed = "Failed to parse specified metadata file: error at line ";
-        add_row("column behind a number", "metadata.xml", QByteArray("<metadata>\n&#128512;<name></nam>"),
-                not_parsed + "2, column 21:\ntag mismatch");
-
-        const auto limit = [](const QString& reason, int most, const QByteArray& start, const QByteArray& part,
-                              const char* end) {
-            const QByteArray name = start + part.left(20) + " x " + QByteArray::number(most);
-            add_row(name, "metadata.xml", start + part.repeated(most) + end, "Success");
-            add_row(name + " + 1", "metadata.xml", start + part.repeated(most + 1) + end, reason);
+        const auto read = [this](const QString& name, const QByteArray& bytes, const QString& result) {
+            const QString path = folder() + "/" + name;
+            if (!bytes.isEmpty())
+                write_file(path, bytes);
+            ModDescriptor mod = other;
+            const bool taken = ModParser::ParseMetadata(path, mod);
+            QVERIFY2(ModParser::GetParseMetadataResult().endsWith(result),
+                     bytes.left(99) + ": " + qUtf8Printable(ModParser::s_ParseMetadataResult));
+            const QVector<bool> changes{taken, read_file(path) != bytes, fields(mod) != fields(other)};
+            QCOMPARE(changes, QVector<bool>(3, result == "Success"));
         };
+        const auto limit = [&](const QString& reason, int most, const QByteArray& start, const QByteArray& part,
+                               const QByteArray& end) {
+            read("metadata.xml", start + part.repeated(most) + end, "Success");
+            read("metadata.xml", start + part.repeated(most + 1) + end, reason);
+        };
+        read("metadata.xml", "", "Failed to open specified metadata file");
+        read("Metadata.xml", metadata(""), "Metadata file not named 'metadata.xml'");
+        read("metadata.xml", "<mod/>",
+             "No <metadata> tag found in specified metadata file." + QString(87, ' ')
+                 + "Please see the sample metadata.xml file for reference");
+        const QString not_parsed = "Failed to parse specified metadata file: error at line ";
+        // The column of the file as it is, behind a number that is read as two.
+        read("metadata.xml", "<metadata>\n&#128512;<name></nam>", not_parsed + "2, column 21:\ntag mismatch");
         const QString large = not_parsed + "1, column 1:\nthe file is too large";
         limit(large, 7 * 32 * 1024 - 11, "<metadata/>", " ", "");
         limit(large, 7 * 32 * 1024 - 58, "<?xml version='1.0' encoding='GB18030'?><metadata/><!--", "\x81\x30\x84\x36",
@@ -261,22 +250,6 @@ private slots:
         limit("\nthe name is too long", 8000, "<metadata><name>", "x", "</name></metadata>");
     }
 
-    void refuses_with_a_reason_what_is_beyond_the_limits()
-    {
-        QFETCH(QString, name);
-        QFETCH(QByteArray, bytes);
-        QFETCH(QString, result);
-        const QString path = folder() + "/" + name;
-        if (!bytes.isEmpty())
-            write_file(path, bytes);
-        ModDescriptor mod = other;
-        const bool taken = ModParser::ParseMetadata(path, mod);
-        QVERIFY2(ModParser::GetParseMetadataResult().endsWith(result), qPrintable(ModParser::s_ParseMetadataResult));
-        QCOMPARE(taken, result == "Success");
-        QCOMPARE(read_file(path) == bytes, !taken);
-        QCOMPARE(fields(mod) == fields(other) && mod.folder_path + mod.preview_path == "/elsewhere/p.png", !taken);
-    }
-
     void leaves_files_alone()
     {
         for (const char* name : {".metadata.xml.saving", ".metadata.xml.saving-1", "metadata.xml.saving-1"})
@@ -292,94 +265,59 @@ private slots:
         }
         QCOMPARE(QDir(folder()).entryList(QDir::Files | QDir::Hidden, QDir::Name),
                  QStringList({".metadata.xml.saving", "metadata.xml", "metadata.xml.saving-1"}));
-        QFile::remove(file());
 #if defined(Q_OS_LINUX)
-        QVERIFY(mkfifo(qPrintable(file()), 0666) == 0); // opening it would block
-        QVERIFY(!ModParser::ParseMetadata(file(), other) && PreviewImage::FromFile(file()).isNull());
-        LoggerTextEdit(nullptr).appendHtml("<img src=\"" + file() + "\">");
+        const QString pipe = folder() + "/pipe"; // opening it would block
+        QVERIFY(mkfifo(qPrintable(pipe), 0666) == 0 && PreviewImage::FromFile(pipe).isNull());
+        LoggerTextEdit(nullptr).appendHtml("<img src=\"" + pipe + "\">");
+#endif
+        other.folder_path.clear();
         other.SaveMetadata();
-        QVERIFY(QFileInfo::exists(file()) && !QFileInfo(file()).isFile());
-#endif
-        for (const QString& missing : {root->path() + "/not there", QString()}) {
-            other.folder_path = missing;
-            other.SaveMetadata();
-            QVERIFY(!QFile::exists(missing + "/metadata.xml"));
-        }
-    }
-
-    void saves_what_can_be_saved_and_else_keeps_the_old_file()
-    {
-#if defined(Q_OS_LINUX)
-        std::signal(SIGXFSZ, SIG_IGN);
-        const QTemporaryDir place("/tmp/tst_metadata-XXXXXX"); // where nobody can go, too
-        const std::string top = place.path().toStdString();
-        const std::string mod = top + "/mod";
-        const std::string behind = mod + "/behind.xml";
-        other.folder_path = place.path();
-        fs::permissions(top, fs::perms::all);
-        fs::create_symlink(behind, top + "/metadata.xml");
-        const bool is_root = geteuid() == 0;
-        rlimit limit = {};
-        getrlimit(RLIMIT_FSIZE, &limit);
-        for (int variant = 0; variant < 24; ++variant) {
-            const unsigned in_folder[] = {0777, 0555, 01777}; // the last lets nobody replace the file
-            const bool on_file = variant % 2 == 1;
-            const bool has_room = variant / 2 % 2 == 1;
-            const bool shorter = variant / 4 % 2 == 1;
-            if (shorter && !has_room)
-                continue;
-            const QByteArray old(shorter ? 9000 : 50, 'x');
-            write_file(QString::fromStdString(behind), old);
-            const fs::perms permissions{on_file ? 0666U : 0444U};
-            fs::permissions(behind, permissions);
-            fs::permissions(mod, fs::perms(in_folder[variant / 8]));
-            const rlimit lower{has_room ? limit.rlim_cur : 100, limit.rlim_max};
-            QVERIFY(setrlimit(RLIMIT_FSIZE, &lower) == 0 && (!is_root || setresuid(65534, 65534, 0) == 0));
-            other.SaveMetadata();
-            QVERIFY(setrlimit(RLIMIT_FSIZE, &limit) == 0 && (!is_root || setresuid(0, 0, 0) == 0));
-            QCOMPARE(read_file(other.folder_path + "/metadata.xml"), on_file && has_room ? other.ToXml() : old);
-            QCOMPARE(fs::status(behind).permissions(), permissions);
-            fs::permissions(mod, fs::perms::all);
-            QVERIFY(fs::is_symlink(top + "/metadata.xml") && fs::remove(behind) && fs::is_empty(mod));
-        }
-#else
-        QSKIP("needs permissions and limits as on Linux");
-#endif
+        QVERIFY(!QFile::exists("/metadata.xml") && !QFile::exists("metadata.xml"));
     }
 
     void finds_forbidden_files_of_all_names_and_kinds()
     {
-        for (const char* name : {"TOOL.EXE", "libx.so.1", "readme.app", ".x.dll", "exe", "data.exe/in.txt",
-                                 "Data.APP/in.txt", ".hidden/in.exe", "x.dll2", "x.dll "})
-            write_file(folder() + "/" + name, "x");
+        const QStringList harmless{"TOOL.EXE",           "libx.so.1", "readme.app",      ".x.dll",         "exe",
+                                   "data.exe/in.txt",    "x.dll2",    "Data.APP/in.txt", ".hidden/in.exe", "x.dll ",
+                                   "../outside/tool.exe"};
         QStringList found{"plugin.dll", "sub/deep/er/lib.so",      "a.tar.dll",
                           "sub/x..exe", "Foo.app/Contents/foo.so", QString("d/").repeated(130) + "x.so"};
-        for (const QString& name : found)
+        for (const QString& name : harmless + found)
             write_file(folder() + "/" + name, "x");
         found << "Foo.app";
-        write_file(root->path() + "/outside/tool.exe", "x");
 #if defined(Q_OS_LINUX)
-        for (const char* link :
+        QDir::setCurrent(folder());
+        for (const QString link :
              {"loop .", "self.so self.so", "gone.dll nothing", "zero.exe /dev/zero", "out ../outside",
               "out.exe ../outside", "out.app ../outside", "link.exe ../outside/tool.exe"})
-            QFile::link(QString(link).section(' ', 1), folder() + "/" + QString(link).section(' ', 0, 0));
-        const std::string mod = folder().toStdString() + "/";
-        fs::create_symlink("plugin.dll", mod + "x\xFF.dll");
-        QVERIFY(mkfifo((mod + "p.so").c_str(), 0666) == 0 && mknod((mod + "s.dll").c_str(), S_IFSOCK | 0666, 0) == 0);
-        write_file(folder() + "/%1 <b>'&\n.exe", "x");
+            QFile::link(link.section(' ', 1), link.section(' ', 0, 0));
+        QVERIFY(symlink("plugin.dll", "x\xFF.dll") == 0);
+        QVERIFY(mkfifo("p.so", 0666) == 0 && mknod("s.dll", S_IFSOCK | 0666, 0) == 0);
+        write_file("%1 <b>'&\n.exe", "x");
+        for (int level = 1; level <= 700; ++level) {
+            // A folder whose last entry was read needs no handle any more, so each has others.
+            for (const QString name : {"a", "b", "c", level % 100 == 0 ? "x.exe" : "d"})
+                write_file("levels/" + name, "x");
+            QDir::setCurrent("levels");
+            if (level % 100 == 0 && level <= 500) // the others have a path that is too long
+                found << QString("levels/").repeated(level) + "x.exe";
+        }
+        QDir::setCurrent("/");
+        const rlimit few_handles{256, 256};
+        QVERIFY(setrlimit(RLIMIT_NOFILE, &few_handles) == 0);
         found << QStringList{"out.app", "link.exe", QString("x%1.dll").arg(QChar(0xFFFD)), "%1 <b>'&\n.exe"};
 #endif
         write_file(file(), metadata(""));
         QVERIFY(!ModParser::ParseMetadata(file(), other) && read_file(file()) == metadata(""));
         QVERIFY(ModParser::validate_mod_directory(folder() + "/sub/deep/er/not there"));
+        // Where the names are that Qt does not know, and the paths that are too long.
+        QProcess::execute("rm", {"-rf", folder()});
+        for (QString& path : found)
+            path = "&nbsp;&nbsp;&nbsp;&nbsp;'.../MyMod/" + path + "'";
+        found << "Mod folder contains one more more files that are not allowed to be uploaded to Steam Workshop"
+              << "Please remove the offending files and try again";
         QStringList lines = ModParser::GetParseMetadataResult().split("<br>");
-        QCOMPARE(lines.takeFirst(),
-                 QString("Mod folder contains one more more files that are not allowed to be uploaded "
-                         "to Steam Workshop"));
-        QCOMPARE(lines.takeLast(), QString("Please remove the offending files and try again"));
-        lines.replaceInStrings(QRegularExpression(R"(^&nbsp;&nbsp;&nbsp;&nbsp;'\.\.\./MyMod/([^$]*)'$)"), R"(\1)");
-        std::error_code left;                         // by std::filesystem of Windows, which does not know long paths
-        fs::remove_all(folder().toStdString(), left); // Qt does not know all of the names
+        QVERIFY(lines.first().startsWith("Mod") && lines.last().startsWith("Please"));
         lines.sort();
         found.sort();
         QCOMPARE(lines, found);
@@ -395,19 +333,6 @@ private slots:
         QVERIFY(decodes("JPG", {8, 8}, 8 << 20) && !decodes("JPG", {8, 8}, (8 << 20) + 1));
         QVERIFY(decodes("BMP", {8, 8}, (32 << 20) + 65'536) && !decodes("BMP", {8, 8}, (32 << 20) + 65'537));
         QVERIFY(!decodes("PPM", {8, 8}, 0));
-    }
-
-    void documents_the_tags_that_the_window_offers()
-    {
-        const Practice practice;
-        const MainWindow window;
-        QStringList tags;
-        for (const QListWidgetItem* item : window.findChild<QListWidget*>("ModTags")->findItems("", Qt::MatchContains))
-            tags << item->text();
-        const QString schema = "<xs:enumeration value=\"" + tags.join("\"/> <xs:enumeration value=\"") + "\"/>";
-        QVERIFY(test_file("../docs/metadata.xsd").simplified().contains("> " + schema.toUtf8() + " </xs:restriction>"));
-        const QString page = "`" + tags.mid(0, tags.size() - 1).join("`, `") + "` and `" + tags.last() + "`.";
-        QVERIFY(test_file("../docs/metadata.md").simplified().contains("offers " + page.toUtf8()));
     }
 };
 
