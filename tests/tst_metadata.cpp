@@ -270,9 +270,8 @@ private slots:
         QVERIFY(mkfifo(qPrintable(pipe), 0666) == 0 && PreviewImage::FromFile(pipe).isNull());
         LoggerTextEdit(nullptr).appendHtml("<img src=\"" + pipe + "\">");
 #endif
-        other.folder_path.clear();
-        other.SaveMetadata();
-        QVERIFY(!QFile::exists("/metadata.xml") && !QFile::exists("metadata.xml"));
+        ModDescriptor().SaveMetadata(); // no folder is not the root of the disk
+        QVERIFY(!QFile::exists("/metadata.xml"));
     }
 
     void finds_forbidden_files_of_all_names_and_kinds()
