@@ -50,8 +50,11 @@ QByteArray picture(const QSize& size, Qt::GlobalColor colour, const char* format
 
 QString text_of(const QJsonValue& value)
 {
-    const QJsonArray repeated = value.toArray();
-    return value.isArray() ? repeated.at(0).toString().repeated(repeated.at(1).toInt()) : value.toString();
+    QString text = value.toString();
+    const QJsonArray parts = value.toArray();
+    for (int i = 0; i + 1 < parts.size(); i += 2)
+        text += parts.at(i).toString().repeated(parts.at(i + 1).toInt());
+    return text;
 }
 
 void change(ModParser::ModDescriptor& mod, const QJsonObject& changes)
@@ -63,7 +66,9 @@ void change(ModParser::ModDescriptor& mod, const QJsonObject& changes)
     mod.folder_path = changes.value("folder_path").toString(mod.folder_path);
     mod.preview_path = changes.value("preview_path").toString(mod.preview_path);
     if (changes.contains("tags"))
-        mod.tags = changes.value("tags").toVariant().toStringList();
+        mod.tags.clear();
+    for (const QJsonValue tag : changes.value("tags").toArray())
+        mod.tags << text_of(tag);
 }
 
 Practice::Practice() : library(QCoreApplication::applicationDirPath() + '/' + SteamLibraryFileName())

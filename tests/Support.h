@@ -23,7 +23,7 @@ QByteArray metadata(const QByteArray& body);
 /// An image of one colour.
 QByteArray picture(const QSize& size, Qt::GlobalColor colour = Qt::darkCyan, const char* format = "PNG");
 
-/// The text of a case: as it stands, or [text, times] for a long one.
+/// The text of a case: as it stands, or parts as [text, times, text, times, ...].
 QString text_of(const QJsonValue& value);
 
 /// Gives the fields of `mod` that `changes` names their new values.
