@@ -77,11 +77,7 @@ Upload::Upload(const Store& the_store, const Script& the_script, std::uint32_t a
     : store(the_store), script(the_script), program_app_id(app_of_the_program),
       fields(std::move(wanted))
 {
-    phases = {{1, &Upload::check_fields}};
-    if (fields.values.contains("content")) {
-        phases.push_back({2, &Upload::list_content});
-        phases.push_back({3, &Upload::copy_content});
-    }
+    phases = {{1, &Upload::check_fields}, {2, &Upload::list_content}, {3, &Upload::copy_content}};
     if (!fields.values.value("preview", "").empty()) // without a path the item keeps its preview
         phases.push_back({4, &Upload::write_preview});
     phases.push_back({5, &Upload::write_item});
@@ -242,23 +238,21 @@ bool Upload::write_item()
         if (fields.values.contains(key))
             item[key] = fields.values[key];
     item["updated"] = TimeText();
-    const bool new_content = fields.values.contains("content");
     const std::string text = FileBytes(former / "history.json").value_or("");
     Json history = Json::parse(text, nullptr, false);
     if (!history.is_array())
         history = Json::array();
-    const Json before = history.empty() ? Json::object() : history.back();
     history.push_back({{"version", history.size() + 1},
                        {"time", item["updated"]},
                        {"change_note", fields.change_note},
                        {"title", item["title"]},
-                       {"bytes", new_content ? content_bytes : before.value("bytes", 0U)},
-                       {"files", new_content ? files.size() : before.value("files", 0U)}});
+                       {"bytes", content_bytes},
+                       {"files", files.size()}});
     WriteJson(version->Folder() / "item.json", item);
     WriteJson(version->Folder() / "history.json", history);
-    for (const char* kept : {"content", "preview"})
-        if (!fs::exists(version->Folder() / kept) && fs::exists(former / kept))
-            fs::copy(former / kept, version->Folder() / kept, fs::copy_options::recursive);
+    const fs::path preview = version->Folder() / "preview";
+    if (!fs::exists(preview) && fs::exists(former / "preview"))
+        fs::copy(former / "preview", preview);
     return true;
 }
 
