@@ -199,6 +199,8 @@ private slots:
         practice->forget();
         window.reset();
         kept += practice->journal().join('\n') + '\n';
+        // The client takes each for the version of its own slot, for its own user and pipe.
+        kept.replace(QRegularExpression(R"((ISteamClient::\w+\(.* = ok\n){20})"), "20 interfaces\n");
         const QString quoted_file = QString(saved).replace('\\', "\\\\").replace('"', "\\\"").replace('\n', "\\n");
         const QString start =
             QCoreApplication::applicationDirPath().endsWith("-new") ? "InitFlat() = 0" : "Init() = true";
