@@ -76,7 +76,6 @@ int MistakeCount()
 void ClearJournal()
 {
     the_journal().text.clear();
-    the_journal().polled_since_last_line.clear();
 }
 
 void ForgetJournal()

@@ -18,12 +18,10 @@ constexpr std::size_t longest_text = 7999; // 8000 with the terminator
 constexpr std::size_t smallest_preview = 16;
 constexpr std::size_t preview_limit = std::size_t{1024} * 1024;
 
-/// Whoever removes a folder has all its levels open at once, and systems allow a thousand or so.
-constexpr int deepest_folder = 500;
 /// A pump holds up the caller's window.
 constexpr int most_files_per_pump = 1000;
 
-constexpr std::array<const char*, 4> visibilities = {"public", "friends", "private", "unlisted"};
+constexpr std::array<const char*, 3> visibilities = {"public", "friends", "private"};
 
 std::string quoted(const fs::path& path)
 {
@@ -123,13 +121,8 @@ bool Upload::check_fields()
     check_length("the description", fields.values.value("description", ""), longest_text);
     check_length("the change note", fields.change_note, longest_text);
     const auto visibility = fields.values.find("visibility");
-    if (visibility != fields.values.end()) {
-        const int number = visibility->get<int>();
-        if (number < 0 || number >= static_cast<int>(visibilities.size()))
-            throw Refusal(result_not_acceptable,
-                          "there is no visibility " + std::to_string(number));
-        *visibility = visibilities.at(static_cast<std::size_t>(number));
-    }
+    if (visibility != fields.values.end())
+        *visibility = visibilities.at(visibility->get<std::size_t>());
     const fs::path preview = fs::u8path(fields.values.value("preview", ""));
     if (!preview.empty())
         new_preview = read_preview(preview);
@@ -146,17 +139,10 @@ bool Upload::list_content()
     if (!root.is_absolute() || !fs::is_directory(root, error))
         refuse(result_not_found, "is not the full path of a folder");
     fs::create_directories(version->Folder() / "content");
-    fs::recursive_directory_iterator at(root, error);
-    while (!error && at != fs::recursive_directory_iterator()) {
-        if (at.depth() > deepest_folder) {
-            refuse(result_not_acceptable, "has folders within folders, more than "
-                                              + std::to_string(deepest_folder) + " deep");
-        }
-        list_entry(root, *at);
-        at.increment(error);
-    }
-    if (error || files.empty())
-        refuse(result_not_found, error ? "cannot be read" : "holds no file");
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(root))
+        list_entry(root, entry);
+    if (files.empty())
+        refuse(result_not_found, "holds no file");
     std::sort(files.begin(), files.end(),
               [](const ContentFile& a, const ContentFile& b) { return a.name < b.name; });
     return true;
