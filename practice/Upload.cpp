@@ -19,7 +19,7 @@ constexpr std::size_t smallest_preview = 16;
 constexpr std::size_t preview_limit = std::size_t{1024} * 1024;
 
 /// A pump holds up the caller's window.
-constexpr int most_files_per_pump = 1000;
+constexpr int most_files_per_pump = 100;
 
 constexpr std::array<const char*, 3> visibilities = {"public", "friends", "private"};
 

@@ -328,7 +328,7 @@ private slots:
     {
         publish();
         write_file(mod_folder() + "/main.lua", QByteArray(100'000, 'x'));
-        for (int number = 0; number < 1000; ++number) // as many files as go with one step
+        for (int number = 0; number < 100; ++number) // as many files as go with one step
             write_file(mod_folder() + "/a/" + QString::number(number), "");
         const qint64 total = 100'000 + QFileInfo(mod_folder() + "/metadata.xml").size();
         practice->tell("{\"bytes_per_pump\": " + QByteArray::number((total + 19) / 20) + "}");
