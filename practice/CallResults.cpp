@@ -157,11 +157,4 @@ void CallResults::DropCalls()
     ++drops;
 }
 
-void CallResults::ForgetEverything()
-{
-    DropCalls();
-    registrations.clear();
-    last_call = 0;
-}
-
 } // namespace practice

@@ -36,7 +36,6 @@ public:
 
     /// Calls end with the connection to the client, registrations do not.
     void DropCalls();
-    void ForgetEverything();
 
     int LiveRegistrations() const { return static_cast<int>(registrations.size()); }
 

@@ -76,12 +76,11 @@ int MistakeCount()
 void ClearJournal()
 {
     the_journal().text.clear();
-    the_journal().polled_since_last_line.clear();
 }
 
-void ForgetMistakes()
+void ForgetJournal()
 {
-    the_journal().mistakes = 0;
+    the_journal() = Journal();
 }
 
 void KeepJournalIn(const std::filesystem::path& file)

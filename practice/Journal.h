@@ -26,9 +26,11 @@ void Trouble(const std::string& words);
 const std::string& JournalText();
 int MistakeCount();
 void ClearJournal();
-void ForgetMistakes();
 
-/// Writes everything from now on to this file; an empty path ends that.
+/// The mistakes and the file too.
+void ForgetJournal();
+
+/// Writes everything from now on to this file as well.
 void KeepJournalIn(const std::filesystem::path& file);
 
 /// As JSON; bytes that are not UTF-8 are replaced. A null pointer gives the word null.

@@ -18,12 +18,10 @@ constexpr std::size_t longest_text = 7999; // 8000 with the terminator
 constexpr std::size_t smallest_preview = 16;
 constexpr std::size_t preview_limit = std::size_t{1024} * 1024;
 
-/// Whoever removes a folder has all its levels open at once, and systems allow a thousand or so.
-constexpr int deepest_folder = 500;
 /// A pump holds up the caller's window.
-constexpr int most_files_per_pump = 1000;
+constexpr int most_files_per_pump = 100;
 
-constexpr std::array<const char*, 4> visibilities = {"public", "friends", "private", "unlisted"};
+constexpr std::array<const char*, 3> visibilities = {"public", "friends", "private"};
 
 std::string quoted(const fs::path& path)
 {
@@ -77,11 +75,7 @@ Upload::Upload(const Store& the_store, const Script& the_script, std::uint32_t a
     : store(the_store), script(the_script), program_app_id(app_of_the_program),
       fields(std::move(wanted))
 {
-    phases = {{1, &Upload::check_fields}};
-    if (fields.values.contains("content")) {
-        phases.push_back({2, &Upload::list_content});
-        phases.push_back({3, &Upload::copy_content});
-    }
+    phases = {{1, &Upload::check_fields}, {2, &Upload::list_content}, {3, &Upload::copy_content}};
     if (!fields.values.value("preview", "").empty()) // without a path the item keeps its preview
         phases.push_back({4, &Upload::write_preview});
     phases.push_back({5, &Upload::write_item});
@@ -127,13 +121,8 @@ bool Upload::check_fields()
     check_length("the description", fields.values.value("description", ""), longest_text);
     check_length("the change note", fields.change_note, longest_text);
     const auto visibility = fields.values.find("visibility");
-    if (visibility != fields.values.end()) {
-        const int number = visibility->get<int>();
-        if (number < 0 || number >= static_cast<int>(visibilities.size()))
-            throw Refusal(result_not_acceptable,
-                          "there is no visibility " + std::to_string(number));
-        *visibility = visibilities.at(static_cast<std::size_t>(number));
-    }
+    if (visibility != fields.values.end())
+        *visibility = visibilities.at(visibility->get<std::size_t>());
     const fs::path preview = fs::u8path(fields.values.value("preview", ""));
     if (!preview.empty())
         new_preview = read_preview(preview);
@@ -150,17 +139,10 @@ bool Upload::list_content()
     if (!root.is_absolute() || !fs::is_directory(root, error))
         refuse(result_not_found, "is not the full path of a folder");
     fs::create_directories(version->Folder() / "content");
-    fs::recursive_directory_iterator at(root, error);
-    while (!error && at != fs::recursive_directory_iterator()) {
-        if (at.depth() > deepest_folder) {
-            refuse(result_not_acceptable, "has folders within folders, more than "
-                                              + std::to_string(deepest_folder) + " deep");
-        }
-        list_entry(root, *at);
-        at.increment(error);
-    }
-    if (error || files.empty())
-        refuse(result_not_found, error ? "cannot be read" : "holds no file");
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(root))
+        list_entry(root, entry);
+    if (files.empty())
+        refuse(result_not_found, "holds no file");
     std::sort(files.begin(), files.end(),
               [](const ContentFile& a, const ContentFile& b) { return a.name < b.name; });
     return true;
@@ -242,23 +224,21 @@ bool Upload::write_item()
         if (fields.values.contains(key))
             item[key] = fields.values[key];
     item["updated"] = TimeText();
-    const bool new_content = fields.values.contains("content");
     const std::string text = FileBytes(former / "history.json").value_or("");
     Json history = Json::parse(text, nullptr, false);
     if (!history.is_array())
         history = Json::array();
-    const Json before = history.empty() ? Json::object() : history.back();
     history.push_back({{"version", history.size() + 1},
                        {"time", item["updated"]},
                        {"change_note", fields.change_note},
                        {"title", item["title"]},
-                       {"bytes", new_content ? content_bytes : before.value("bytes", 0U)},
-                       {"files", new_content ? files.size() : before.value("files", 0U)}});
+                       {"bytes", content_bytes},
+                       {"files", files.size()}});
     WriteJson(version->Folder() / "item.json", item);
     WriteJson(version->Folder() / "history.json", history);
-    for (const char* kept : {"content", "preview"})
-        if (!fs::exists(version->Folder() / kept) && fs::exists(former / kept))
-            fs::copy(former / kept, version->Folder() / kept, fs::copy_options::recursive);
+    const fs::path preview = version->Folder() / "preview";
+    if (!fs::exists(preview) && fs::exists(former / "preview"))
+        fs::copy(former / "preview", preview);
     return true;
 }
 

@@ -21,7 +21,8 @@ struct Progress
     std::uint64_t total = 0;
 };
 
-/// What the caller wants changed; a field that was never set keeps its former value.
+/// What the caller wants changed; a field that was never set keeps its former value, but the
+/// content has to be sent each time.
 struct UpdateFields
 {
     std::uint32_t app_id = 0;

@@ -73,15 +73,10 @@ void Workshop::Stop()
 void Workshop::Reset()
 {
     Stop();
-    calls.ForgetEverything();
-    script = Script();
-    script_file = ScriptFile();
-    last_update = 1000;
-    last_query = 2000;
-    app_id = 0;
-    ClearJournal();
-    ForgetMistakes();
-    KeepJournalIn({});
+    const unsigned starts = start_number; // by which objects of former starts are known
+    *this = Workshop();
+    start_number = starts;
+    ForgetJournal();
 }
 
 bool Workshop::Lacks(const std::string& version) const

@@ -1,13 +1,10 @@
 #include "Support.h"
 
 #include "SteamLibrary.h"
-#include "TextFields.h"
 
 #include <QBuffer>
 #include <QDir>
 #include <QImage>
-#include <QJsonArray>
-#include <QJsonDocument>
 #include <QPlainTextEdit>
 #include <QRegularExpression>
 #include <QTextBlock>
@@ -46,24 +43,6 @@ QByteArray picture(const QSize& size, Qt::GlobalColor colour, const char* format
     buffer.open(QIODevice::WriteOnly);
     image.save(&buffer, format);
     return buffer.data();
-}
-
-QString text_of(const QJsonValue& value)
-{
-    const QJsonArray repeated = value.toArray();
-    return value.isArray() ? repeated.at(0).toString().repeated(repeated.at(1).toInt()) : value.toString();
-}
-
-void change(ModParser::ModDescriptor& mod, const QJsonObject& changes)
-{
-    for (const ModParser::TextField& field : ModParser::text_fields) {
-        if (changes.contains(field.element))
-            mod.*field.member = text_of(changes.value(field.element));
-    }
-    mod.folder_path = changes.value("folder_path").toString(mod.folder_path);
-    mod.preview_path = changes.value("preview_path").toString(mod.preview_path);
-    if (changes.contains("tags"))
-        mod.tags = changes.value("tags").toVariant().toStringList();
 }
 
 Practice::Practice() : library(QCoreApplication::applicationDirPath() + '/' + SteamLibraryFileName())
@@ -112,16 +91,6 @@ QStringList enabled_controls(const QWidget& window)
                              "ModDescription", "ModTags", "ViewButton"})
         names << (window.findChild<QWidget*>(name)->isEnabled() ? QStringList(name) : QStringList());
     return names;
-}
-
-void add_cases(const QString& file)
-{
-    QByteArray json;
-    for (const QByteArray& line : test_file(file).split('\n'))
-        json += line.startsWith("//") ? QByteArray() : line;
-    QTest::addColumn<QJsonObject>("test_case");
-    for (const QJsonValue value : QJsonDocument::fromJson(json).array())
-        add_row(value.toObject().value("name").toString().toUtf8(), value.toObject());
 }
 
 void WindowTest::open_window()

@@ -2,7 +2,6 @@
 
 #include "MainWindow.h"
 
-#include <QJsonObject>
 #include <QLibrary>
 #include <QScopedPointer>
 #include <QTemporaryDir>
@@ -22,12 +21,6 @@ QByteArray metadata(const QByteArray& body);
 
 /// An image of one colour.
 QByteArray picture(const QSize& size, Qt::GlobalColor colour = Qt::darkCyan, const char* format = "PNG");
-
-/// The text of a case: as it stands, or [text, times] for a long one.
-QString text_of(const QJsonValue& value);
-
-/// Gives the fields of `mod` that `changes` names their new values.
-void change(ModParser::ModDescriptor& mod, const QJsonObject& changes);
 
 /// The Practice Workshop beside the test executable, with a store of its own that dies with it.
 class Practice
@@ -91,10 +84,6 @@ void add_row(const QByteArray& name, const Values&... values)
     QTestData& row = QTest::newRow(name.constData());
     (row << ... << values);
 }
-
-/// A row for each case in a JSON file of this folder, in the column "test_case". Lines that begin with "//" are
-/// comments.
-void add_cases(const QString& file);
 
 /// A test that has a window of its own, with a Practice Workshop and a folder for its mods.
 class WindowTest : public QObject
