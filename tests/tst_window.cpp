@@ -97,9 +97,7 @@ class tst_window : public WindowTest
 {
     Q_OBJECT
 
-private:
     QWidget& control(const char* name) const { return *window->findChild<QWidget*>(name); }
-    QPushButton& button(const char* name) const { return *window->findChild<QPushButton*>(name); }
     QLabel& label(const char* name) const { return *window->findChild<QLabel*>(name); }
     QPlainTextEdit& editor(const char* name) const { return *window->findChild<QPlainTextEdit*>(name); }
     QComboBox& visibility() const { return *window->findChild<QComboBox*>("ModVisibility"); }
@@ -107,7 +105,7 @@ private:
 
     QString mod_file(const QString& mod = "MyMod") const { return folder->path() + "/" + mod + "/metadata.xml"; }
     QString saved(const QString& mod = "MyMod") const { return QString::fromUtf8(read_file(mod_file(mod))); }
-    void click(const char* name) const { QTest::mouseClick(&button(name), Qt::LeftButton); }
+    void click(const char* name) const { QTest::mouseClick(&control(name), Qt::LeftButton); }
     void beat() const { QMetaObject::invokeMethod(window.get(), "update"); }
     QImage shown_preview() const { return label("ModPreview").pixmap(Qt::ReturnByValue).toImage(); }
 
@@ -115,7 +113,6 @@ private:
     {
         WindowTest::open_window();
         window->show();
-        QApplication::setActiveWindow(window.get());
         QVERIFY(QTest::qWaitForWindowActive(window.get()));
     }
 
@@ -127,11 +124,13 @@ private:
 
     QList<QUrl> opened;
 
-protected slots:
+private slots:
+    /// The desktop's colours are not those that the program sets.
+    void initTestCase() { QApplication::setPalette(QColor(40, 40, 40)); }
+
     /// Takes the place of the browser.
     void open_page(const QUrl& url) { opened << url; }
 
-private slots:
     void shows_every_fixed_text_whole()
     {
         const QFont former = QApplication::font();
@@ -215,23 +214,18 @@ private slots:
 
     void shows_the_mod()
     {
-        const QPalette former = QApplication::palette();
-        const auto restore = qScopeGuard([&] { QApplication::setPalette(former); });
-        QApplication::setPalette(QColor(40, 40, 40));
-        open_window();
         QString shown = QString::fromUtf8(test_file("form.txt"));
         QCOMPARE(describe(*window).split('\n'), shown.split('\n'));
 
-        load("<name>&lt;b&gt;Lamp %1</name><version>2.5</version><description>Glows</description>"
+        load("<name>&lt;b&gt;%1</name><version>2.5</version><description>Glows</description>"
              "<visibility>Private</visibility><tag id='lua'/><tag id='Music'/><tag id='Custom'/><tag id='Pills'/>");
         shown.remove(", disabled").replace("text: View", "disabled, text: View");
-        shown.replace("Name:", "Name: <b>Lamp %1, toolTip: <b>Lamp %1");
+        shown.replace("Name:", "Name: <b>%1, toolTip: <b>%1");
         shown.replace("Version:", "Version: 2.5, toolTip: 2.5");
         shown.replace("currentText: Public", "currentText: Private");
         shown.replace("[0] Pills", "[2] Pills").replace("[0] Music", "[2] Music");
         shown.replace("Enter Mod Description", "Glows, toolTip: Glows");
-        shown.replace("upload...",
-                      "upload...\\nProcessing 'MyMod/metadata.xml'... Success\\nReady to upload mod 'Lamp %1'");
+        shown.replace("upload...", "upload...\\nProcessing 'MyMod/metadata.xml'... Success\\nReady to upload mod '%1'");
         QCOMPARE(describe(*window).split('\n'), shown.split('\n'));
 
         editor("OutputLog").setToolTip("<b>Reason");
@@ -243,18 +237,15 @@ private slots:
 
         // A mod without a description leaves that of the mod before it; the first visit to the editor makes it its own.
         load("<tag id='Lua'/>", "Other");
-        QVERIFY(describe(*window).contains("[2] Lua, [0] Items"));
-        QCOMPARE(editor("ModDescription").toolTip(), QString());
+        QVERIFY(describe(*window).contains("[2] Lua, [0] Items") && describe(*window).contains("Glows, line"));
         editor("ModDescription").setFocus();
         editor("ChangeNotes").setFocus();
         QVERIFY(saved("Other").contains("<description>Glows</description>"));
 
-        QList<bool> viewable;
-        for (const char* id : {"0", "12x", "-1", "1", "18446744073709551615"}) {
-            load(QByteArray("<id>") + id + "</id>");
-            viewable << button("ViewButton").isEnabled();
+        for (const QByteArray id : {"0", "12x", "-1", "1", "18446744073709551615"}) {
+            load("<id>" + id + "</id>");
+            QCOMPARE(control("ViewButton").isEnabled(), id.toULongLong() > 0);
         }
-        QCOMPARE(viewable, (QList<bool>{false, false, false, true, true}));
     }
 
     void reads_outside_changes_of_any_date()
@@ -407,8 +398,7 @@ private slots:
         load(body);
         auto& preview = label("ModPreview");
         QPointer<QMovie> movie = preview.movie();
-        QVERIFY(movie && !preview.hasScaledContents());
-        QCOMPARE(movie->scaledSize(), QSize(71, 71));
+        QVERIFY(movie && movie->scaledSize() == QSize(71, 71) && !preview.hasScaledContents());
         QVERIFY(movie->currentFrameNumber() == 1 && movie->speed() == 100);
         QTRY_COMPARE(shown_preview().size(), QSize(40, 10));
         QVERIFY(preview.hasScaledContents());
@@ -448,18 +438,17 @@ private slots:
         QTest::keyClicks(&editor("ModDescription"), "Glows");
         write_file(folder->path() + "/MyMod/data.bin", QByteArray(1000, 'x'));
         practice->tell(R"({"bytes_per_pump": 20})");
-        button("SubmitButton").setFocusPolicy(Qt::NoFocus); // as on desktops where a click takes none
+        control("SubmitButton").setFocusPolicy(Qt::NoFocus); // as on desktops where a click takes none
         click("SubmitButton");
-        const QString dialog =
-            "UploadDialog UploadDialog flags 0x3 312x67, icon 16x16, icon 32x32, icon 64x64, windowTitle: Uploading "
-            "mod "
-            "'Lamp', modal: true\n  QProgressBar UploadProgress 10,20 301x23, text: 24%, alignment: 1, value: 24, "
-            "maximum: 100\n";
-        QCOMPARE(describe(*upload_dialogs().last()), dialog);
+        const QString bar =
+            "QProgressBar UploadProgress 10,20 301x23, text: 24%, alignment: 1, value: 24, maximum: 100";
+        QCOMPARE(describe(*upload_dialogs().last()),
+                 "UploadDialog UploadDialog flags 0x3 312x67, icon 16x16, icon 32x32, icon 64x64, "
+                 "windowTitle: Uploading mod 'Lamp', modal: true\n  "
+                     + bar + '\n');
         QList<int> seen;
         connect(window->findChild<QProgressBar*>(), &QProgressBar::valueChanged, [&](int value) { seen << value; });
         QTest::keyClick(upload_dialogs().last(), Qt::Key_Escape);
-        QVERIFY(!upload_dialogs().last()->isVisible()); // and goes on
         QTRY_VERIFY(upload_dialogs().isEmpty());
         QCOMPARE(seen, (QList<int>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10}));
         QCOMPARE(label("ModVersion").text(), QString("Version: 1.10"));
