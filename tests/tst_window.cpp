@@ -337,8 +337,9 @@ private slots:
                 const QStringList entries = answer(entry, [&] {
                     QTest::mouseClick(pane.viewport(), Qt::RightButton, {}, place);
                     QContextMenuEvent following(QContextMenuEvent::Mouse, place, on_screen);
-                    QApplication::sendEvent(pane.viewport(), &following); // no second menu after it
+                    QApplication::sendEvent(pane.viewport(), &following);
                 });
+                QVERIFY(!QApplication::activePopupWidget()); // no second menu after it
                 QCOMPARE(entries, QStringList{QString("Clear All at %1,%2").arg(on_screen.x()).arg(on_screen.y())});
                 QCOMPARE(pane.toPlainText(), QString(*entry ? "" : "text")); // the prompt returns when the focus leaves
             }
