@@ -6,7 +6,6 @@
 #include <QDir>
 #include <QImage>
 #include <QPlainTextEdit>
-#include <QRegularExpression>
 #include <QTextBlock>
 #include <QtPlugin>
 
@@ -62,13 +61,6 @@ QStringList Practice::journal()
     return QString::fromUtf8(call<const char*>("PracticeWorkshop_Journal")).split('\n', Qt::SkipEmptyParts);
 }
 
-QString Practice::conversation()
-{
-    QStringList lines = journal();
-    const auto last_fetched = lines.lastIndexOf(QRegularExpression("^ISteamClient::.*"));
-    return lines.mid(last_fetched + 1).join('\n');
-}
-
 QStringList log_of(const QWidget& window)
 {
     const auto* pane = window.findChild<QPlainTextEdit*>("OutputLog");
@@ -82,15 +74,6 @@ QStringList log_of(const QWidget& window)
         lines << format.foreground().color().name() + ' ' + text;
     }
     return lines;
-}
-
-QStringList enabled_controls(const QWidget& window)
-{
-    QStringList names;
-    for (const char* name : {"ChooseMetadata", "SubmitButton", "ChangeNotes", "ModVisibility", "ChangePreview",
-                             "ModDescription", "ModTags", "ViewButton"})
-        names << (window.findChild<QWidget*>(name)->isEnabled() ? QStringList(name) : QStringList());
-    return names;
 }
 
 void WindowTest::open_window()

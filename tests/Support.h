@@ -36,8 +36,6 @@ public:
 
     /// Everything the library was asked for since the start or `forget`, one line a call.
     QStringList journal();
-    /// The same from the first line after the interfaces were fetched.
-    QString conversation();
     void forget() { call<void>("PracticeWorkshop_ClearJournal"); }
 
     int mistakes() { return call<int>("PracticeWorkshop_Mistakes"); }
@@ -67,9 +65,6 @@ const QString red = "#aa0000 ";
 /// The lines of the window's log, each as its colour, a blank and its text; line breaks inside a
 /// line as " | ".
 QStringList log_of(const QWidget& window);
-
-/// The names of the controls that can be used, in the order in which the program switches them.
-QStringList enabled_controls(const QWidget& window);
 
 /// The columns and the rows of a table of cases, each on a line.
 template<typename... Types, typename... Names>

@@ -108,8 +108,7 @@ void perform(QStringList tasks, MainWindow& window, QTextStream& out)
 // - type TEXT: writes into the description and stays there.
 // - stay: waits until the process is told to end; first prints what is open above the window.
 // - hurry: lets the heartbeat go on without a pause from now on.
-// In the end it closes the window and prints the log, then the names of the controls that can be used or why Steam did
-// not start.
+// In the end it closes the window and prints the log, then "usable", or why Steam did not start.
 int main(int argc, char** argv)
 {
     QApplication application(argc, argv);
@@ -122,6 +121,7 @@ int main(int argc, char** argv)
     window.close();
     for (const QString& line : log_of(window))
         out << line << '\n';
-    out << enabled_controls(window).join(' ') << window.findChild<QWidget*>("OutputLog")->toolTip() << '\n';
+    const bool is_locked = !window.findChild<QWidget*>("ChooseMetadata")->isEnabled();
+    out << (is_locked ? window.findChild<QWidget*>("OutputLog")->toolTip() : "usable") << '\n';
     return 0;
 }
