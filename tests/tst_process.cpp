@@ -17,6 +17,7 @@ private slots:
     {
         add_columns<QByteArray, QByteArray, QString>("library", "script", "problem");
         const QString bin = QCoreApplication::applicationDirPath(), name = "/" + SteamLibraryFileName();
+        const QString tests = bin + "/../tests/"; // builds of the Practice Workshop for this test alone
         const QByteArray good = read_file(bin + name), no_script, fails = R"({"start": "fails"})";
         add_row("missing", QByteArray(), no_script, QString("there is no such file"));
         add_row("empty", QByteArray(""), no_script, QString("cannot be loaded"));
@@ -25,22 +26,22 @@ private slots:
         for (const int size : {6, 63, 64, static_cast<int>(good.size()) - 1})
             add_row("cut to " + QByteArray::number(size), good.left(size), no_script,
                     QString("cannot be loaded: its end is missing"));
-        add_row("unresolved dependency", read_file(unresolved), no_script, QString("cannot be loaded: "));
+        add_row("unresolved dependency", read_file(tests + "unresolved"), no_script, QString("cannot be loaded: "));
 #endif
-        add_row("most functions missing", read_file(no_functions), no_script,
+        add_row("most functions missing", read_file(tests + "no_functions"), no_script,
                 QString("not a usable Steam library, it lacks SteamAPI_Init (or a later form of it), "
                         "SteamAPI_Shutdown, SteamAPI_RunCallbacks, SteamAPI_RegisterCallResult, "
                         "SteamAPI_UnregisterCallResult, SteamAPI_GetHSteamUser, SteamAPI_GetHSteamPipe, "
                         "SteamInternal_CreateInterface"));
         const QString reason = "the Steam API did not start: ";
         add_row("start refused", good, fails, reason + "no reason was given");
-        add_row("refused by the last start function", read_file(safe_start), fails, reason + "no reason");
+        add_row("refused by the last start function", read_file(tests + "safe" + name), fails, reason + "no reason");
         add_row("refused with a reason", read_file(bin + "/../bin-new" + name), fails,
                 reason + "rehearsed: no Steam client is running (\"start\"");
         const QString lacks = "the Steam client has no %1 of the version that is needed";
         const QByteArray client = R"({"missing_interfaces": "SteamClient017"})";
         add_row("no client", good, client, lacks.arg("ISteamClient"));
-        add_row("no client, internal start", read_file(internal_start), client, lacks.arg("ISteamClient"));
+        add_row("no client, internal start", read_file(tests + "internal" + name), client, lacks.arg("ISteamClient"));
         const QByteArray missing = R"({"missing_interfaces": ["STEAMUGC_INTERFACE_VERSION009", "%1"]})";
         add_row("no user", good, QByteArray(missing).replace("%1", "SteamUser019"), lacks.arg("ISteamUser"));
         add_row("no workshop", good, missing, lacks.arg("ISteamUGC"));
