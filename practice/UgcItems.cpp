@@ -40,10 +40,8 @@ std::uint64_t CreateItem(Interface* self, std::uint32_t app, std::int32_t type) 
 
 std::uint64_t StartItemUpdate(Interface* self, std::uint32_t app, std::uint64_t item) noexcept
 {
-    const auto start = [app, item] {
-        UpdateFields& fields = TheWorkshop().updates[++TheWorkshop().last_update].fields;
-        fields.app_id = app;
-        fields.item = item;
+    const auto start = [item] {
+        TheWorkshop().updates[++TheWorkshop().last_update].fields.item = item;
         return TheWorkshop().last_update;
     };
     return UgcCall(self, "StartItemUpdate", no_handle, start, app, item);

@@ -94,12 +94,6 @@ bool Upload::Step()
 
 Json Upload::item_of_the_program() const
 {
-    const std::string program = std::to_string(program_app_id);
-    if (fields.app_id != program_app_id) {
-        throw Refusal(result_not_acceptable, "the update is for app "
-                                                 + std::to_string(fields.app_id)
-                                                 + ", the program runs as app " + program);
-    }
     const std::optional<Json> found = store.Item(fields.item);
     if (!found)
         throw Refusal(result_not_found, "there is no such item");

@@ -25,7 +25,6 @@ struct Progress
 /// content has to be sent each time.
 struct UpdateFields
 {
-    std::uint32_t app_id = 0;
     std::uint64_t item = 0;
     /// By their names in item.json, the visibility as a number, and the paths "content" and
     /// "preview".

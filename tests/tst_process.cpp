@@ -20,7 +20,6 @@ private slots:
         const QString tests = bin + "/../tests/"; // builds of the Practice Workshop for this test alone
         const QByteArray good = read_file(bin + name), no_script, fails = R"({"start": "fails"})";
         add_row("missing", QByteArray(), no_script, QString("there is no such file"));
-        add_row("empty", QByteArray(""), no_script, QString("cannot be loaded"));
         add_row("text", QByteArray("not a library\n"), no_script, QString("cannot be loaded"));
 #if defined(Q_OS_LINUX)
         for (const int size : {6, 63, 64, static_cast<int>(good.size()) - 1})
