@@ -54,7 +54,7 @@ void name_application(AppId_t app)
 
 bool start(const SteamFunctions& functions)
 {
-    std::array<char, reason_size> reason{};
+    std::array<char, reason_size + 1> reason{}; // ends with a zero, whatever the library writes
     bool started = false;
     if (functions.SteamAPI_Init)
         started = functions.SteamAPI_Init();
@@ -65,7 +65,6 @@ bool start(const SteamFunctions& functions)
     else
         started = functions.SteamAPI_InitSafe();
 
-    reason.back() = '\0';
     const QString why = QString::fromUtf8(reason.data()).trimmed();
     return started
            || report(QStringLiteral("%1: the Steam API did not start: %2")

@@ -275,7 +275,7 @@ private slots:
         QCOMPARE(QFile::exists(marker), ends && has_marker);
         if (ends) {
             QCOMPARE(log_when_called, log()); // it has it before the caller
-            QFile::remove(marker); // by the user, so for good
+            QFile::remove(marker);            // by the user, so for good
         }
         if (test_case.contains("log"))
             QCOMPARE(log().mid(log_before.size()), expected_log);
