@@ -218,10 +218,7 @@ bool Upload::write_item()
         if (fields.values.contains(key))
             item[key] = fields.values[key];
     item["updated"] = TimeText();
-    const std::string text = FileBytes(former / "history.json").value_or("");
-    Json history = Json::parse(text, nullptr, false);
-    if (!history.is_array())
-        history = Json::array();
+    Json history = Json::parse(FileBytes(former / "history.json").value_or(""));
     history.push_back({{"version", history.size() + 1},
                        {"time", item["updated"]},
                        {"change_note", fields.change_note},

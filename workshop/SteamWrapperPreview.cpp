@@ -36,7 +36,6 @@ QNetworkRequest preview_request()
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
                          QNetworkRequest::NoLessSafeRedirectPolicy);
     request.setTransferTimeout(silence_timeout_ms);
-    request.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
     request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
     // Qt would decompress a reply before its size can be checked. Images are not sent compressed.
     request.setRawHeader("Accept-Encoding", "identity");
