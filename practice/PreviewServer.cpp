@@ -109,7 +109,7 @@ std::unique_ptr<Server>& the_server()
     // Never destroyed: when that could happen, Windows has ended every other thread.
     static auto& server = *new std::unique_ptr<Server>;
 #else
-    // Destroyed when a program ends without a shutdown, because its thread must end before.
+    // Destroyed when the program ends, because its thread must end before.
     static std::unique_ptr<Server> server;
 #endif
     return server;
@@ -129,11 +129,6 @@ std::string PublishPreview(std::uint64_t item, std::string image, PreviewAnswer 
         }
     }
     return server->Publish(item, std::move(image), std::move(answer));
-}
-
-void StopPreviews()
-{
-    the_server().reset();
 }
 
 } // namespace practice

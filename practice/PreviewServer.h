@@ -13,12 +13,9 @@ struct PreviewAnswer
     std::chrono::milliseconds delay{3000}; // of "slow"
 };
 
-/// The address at which the image can be fetched from this computer until the stop; empty when no
-/// port can be had. Other bytes get another address. The server's threads, which start with the
-/// first image, are the one part of the library that is not on the caller's thread.
+/// The address at which the image can be fetched from this computer until the program ends; empty
+/// when no port can be had. Other bytes get another address. The server's threads, which start with
+/// the first image, are the one part of the library that is not on the caller's thread.
 std::string PublishPreview(std::uint64_t item, std::string image, PreviewAnswer answer);
-
-/// Does not wait for answers that are slow on purpose.
-void StopPreviews();
 
 } // namespace practice

@@ -66,7 +66,6 @@ void Workshop::Stop()
     calls.DropCalls();
     updates.clear();
     queries.clear();
-    StopPreviews();
     started = false;
 }
 
