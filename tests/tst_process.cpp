@@ -25,9 +25,10 @@ private slots:
         for (const int size : {6, 63, 64, static_cast<int>(good.size()) - 1})
             add_row("cut to " + QByteArray::number(size), good.left(size), no_script,
                     QString("cannot be loaded: its end is missing"));
-        add_row("unresolved dependency", read_file(tests + "unresolved"), no_script, QString("cannot be loaded: "));
+        add_row("unresolved dependency", read_file(tests + "unresolved.library"), no_script,
+                QString("cannot be loaded: "));
 #endif
-        add_row("most functions missing", read_file(tests + "no_functions"), no_script,
+        add_row("most functions missing", read_file(tests + "no_functions.library"), no_script,
                 QString("not a usable Steam library, it lacks SteamAPI_Init (or a later form of it), "
                         "SteamAPI_Shutdown, SteamAPI_RunCallbacks, SteamAPI_RegisterCallResult, "
                         "SteamAPI_UnregisterCallResult, SteamAPI_GetHSteamUser, SteamAPI_GetHSteamPipe, "
