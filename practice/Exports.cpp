@@ -39,7 +39,7 @@ int start_with_reason(const char* function, char* reason)
     return Answered(function, [reason] {
         const std::string problem = TheWorkshop().Start();
         std::snprintf(reason, reason_size, "%s", problem.c_str());
-        return problem.empty() ? 0 : 1;
+        return problem.empty() ? 0 : 2; // there is no client
     });
 }
 

@@ -332,6 +332,8 @@ private slots:
         QVERIFY(decodes("JPG", {8, 8}, 8 << 20) && !decodes("JPG", {8, 8}, (8 << 20) + 1));
         QVERIFY(decodes("BMP", {8, 8}, (32 << 20) + 65'536) && !decodes("BMP", {8, 8}, (32 << 20) + 65'537));
         QVERIFY(!decodes("PPM", {8, 8}, 0));
+        const QImage translucent = PreviewImage::FromData(test_file("fuzz/corpus/preview/alpha.png")).toImage();
+        QCOMPARE(translucent.pixelColor(1, 1).alpha(), 128);
     }
 };
 

@@ -63,11 +63,8 @@ private slots:
         QVERIFY(QFile::copy(PROBE, executable));
         program.start(executable, {"wait", "200"});
         QVERIFY(program.waitForFinished() && program.exitStatus() == QProcess::NormalExit && program.exitCode() == 0);
-#if defined(Q_OS_LINUX)
-        QCOMPARE(QFileInfo(store + "/browser/xdg-open").isExecutable(), !script.isEmpty());
-#endif
         const QString errors = QString::fromUtf8(program.readAllStandardError()).remove('\r');
-        QCOMPARE(errors.contains("rehearsed: "), !script.isEmpty());
+        QVERIFY(errors.contains("rehearsed: ") == !script.isEmpty() && !errors.contains("mistake: "));
         const QString shown_path = QDir::toNativeSeparators(path);
         const QStringList problems = errors.split('\n').filter(shown_path);
         QVERIFY2(problems.size() == 1 && problems.first().startsWith(shown_path + ": " + problem), qPrintable(errors));

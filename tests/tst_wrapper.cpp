@@ -6,14 +6,16 @@
 #include "SteamWrapper.h"
 #include "TextFields.h"
 
-#include <QDateTime>
 #include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QNetworkReply>
 #include <QRegularExpression>
+#include <QSignalSpy>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <QTextCodec>
 
 #include <algorithm>
 #include <functional>
@@ -151,11 +153,13 @@ private:
     Caller caller;
 
 private slots:
+    /// What goes to Steam is UTF-8 whatever the locale.
+    void initTestCase() { QTextCodec::setCodecForLocale(QTextCodec::codecForName("ISO-8859-1")); }
+
     void speaks_as_agreed_from_start_to_end()
     {
         steam().Update();
         load_mod("0");
-        const QDateTime before = QDateTime::currentDateTimeUtc();
         upload("First \"notes\"");
         mod().name = "changed later"; // the upload works on its own copy, what is loaded is saved with the id
         pump(10);
@@ -164,9 +168,7 @@ private slots:
         QString kept;
         for (const char* file : {"item.json", "history.json"})
             kept += QJsonDocument::fromJson(read_file(practice->item(id, file))).toJson(QJsonDocument::Compact) + "\n";
-        const QString time = kept.mid(kept.indexOf("20"), 20), bytes = QString::number(1000 + saved.toUtf8().size());
-        const QDateTime updated = QDateTime::fromString(time, Qt::ISODate);
-        QVERIFY2(before <= updated.addSecs(1) && updated <= QDateTime::currentDateTimeUtc(), qPrintable(time));
+        const QString bytes = QString::number(1000 + saved.toUtf8().size());
         fetch_preview();
         pump(10);
         kept += practice->journal().join('\n') + '\n';
@@ -179,13 +181,14 @@ private slots:
         practice->forget();
         window.reset();
         kept += practice->journal().join('\n') + '\n';
+        kept.replace(QRegularExpression("20\\d\\d-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\dZ"), "(time)");
         // The client takes each for the version of its own slot, for its own user and pipe.
         kept.replace(QRegularExpression(R"((ISteamClient::\w+\(.* = ok\n){20})"), "20 interfaces\n");
         const QString quoted_file = QString(saved).replace('\\', "\\\\").replace('"', "\\\"").replace('\n', "\\n");
         const QString start =
             QCoreApplication::applicationDirPath().endsWith("-new") ? "InitFlat() = 0" : "Init() = true";
         const QString expected = test_file("conversation.txt");
-        QCOMPARE(kept.split('\n'), expected.arg(id, mod_folder(), quoted_file, "%2", time, bytes, start).split('\n'));
+        QCOMPARE(kept.split('\n'), expected.arg(id, mod_folder(), quoted_file, "%2", bytes, start).split('\n'));
     }
 
     void keeps_its_store_from_version_to_version_and_session_to_session()
@@ -204,8 +207,6 @@ private slots:
         QCOMPARE(QDir(practice->item(id, "content")).entryList(QDir::NoDotAndDotDot | QDir::AllEntries),
                  (QStringList{"empty", "metadata.xml", "sub"}));
         QCOMPARE(read_file(practice->item(id, "content/sub/added.lua")), QByteArray("new"));
-        // An item was created in this run, so the note stays on every later success.
-        QVERIFY(log().last().endsWith("(may take a short time to appear publically)"));
 
         // What a death between the two renames of a swap leaves, and a death before.
         QDir().mkpath(staging + id + "/new");
@@ -215,12 +216,14 @@ private slots:
         // In the next run the note is gone, and the line ends in a blank.
         open_window();
         QVERIFY(QDir(staging).isEmpty());
+        practice->tell(R"({"create_results": 2})"); // a creation that fails is none
+        load_mod("0");
+        QCOMPARE(outcome_of_upload(), "failed");
         load_mod(id);
         QCOMPARE(outcome_of_upload(), "done");
-        QCOMPARE(log(), QStringList{green + "Successfully uploaded mod 'My \"Mod\" %2' to Steam Workshop "});
+        QCOMPARE(log().mid(1), QStringList{green + "Successfully uploaded mod 'My \"Mod\" %2' to Steam Workshop "});
         QCOMPARE(read_file(practice->item(id, "preview")), picture(QSize(5, 5))); // none was sent
-        const QByteArray history = read_file(practice->item(id, "history.json"));
-        QVERIFY2(history.contains("\"version\": 3") && history.contains("\"change_note\": \"Second\""), history);
+        QVERIFY(read_file(practice->item(id, "history.json")).contains("\"version\": 3"));
         QCOMPARE(publish(), QString("900000000000008")); // no number is given out twice
         for (const int excess : {0, 1}) {                // a journal that is too large begins afresh
             write_file(practice->store() + "/journal.txt", QByteArray((4 << 20) + excess, 'x'));
@@ -303,9 +306,10 @@ private slots:
             {"{ // what people write\n\"owner\": 5, \"legal_agreement\": 1,\n\n\"no_such_key\": 1, \"start\": \"no\","
              "\n\"bytes_per_pump\": 1.5, \"create_results\": [8, 8]}",
              "failed"},
-            {"{\n\"start\": \"fails\"\n oops", "done"},
+            {"{\n\"start\": \"fails\"\n oops    ", "done"}, // as long as the next
             {R"({"submit_results": [25, 25]})", "failed failed done"}};
         for (const auto& [text, outcomes] : scripts) {
+            QTest::qWait(20); // until the clock of the disk has gone on
             write_file(script, text);
             for (const QByteArray& outcome : outcomes.split(' '))
                 QCOMPARE(outcome_of_upload(), outcome);
@@ -372,7 +376,7 @@ private slots:
         }
     }
 
-    void starts_the_next_call_from_inside_an_answer()
+    void begins_calls_inside_answers_and_beside_others()
     {
         publish();
         caller.then = [this] {
@@ -385,11 +389,7 @@ private slots:
         std::sort(caller.answers.begin(), caller.answers.end()); // the picture may be there before the upload is done
         QCOMPARE(caller.answers, (QList<QByteArray>{"done", "done", "width 30", "width 30"}));
         QVERIFY(practice->journal().filter("Unregister").isEmpty());
-    }
 
-    void puts_the_marker_back_where_it_was()
-    {
-        publish();
         const QString marker = mod_folder() + "/disable.it";
         write_file(marker, "");
         upload();
@@ -426,9 +426,9 @@ private slots:
         add("longest address", ok(png), seen, "", R"({"preview_url": "%1LONG"})");
         add("address too long", ok(png), "", "", R"({"preview_url": "%1xLONG"})");
         // By the Practice Workshop's own server, or not at all.
-        for (const char* script :
-             {R"({"preview": "none"})", R"({"refuse_calls": "query"})", R"({"silent_calls": "query"})",
-              R"({"io_failures": "query"})", R"({"preview": "never"})", R"({"preview": "slow"})"})
+        for (const char* script : {R"({"preview": "none"})", R"({"refuse_calls": "query"})",
+                                   R"({"silent_calls": "query"})", R"({"io_failures": "query"})",
+                                   R"({"preview": "never"})", R"({"preview": "slow", "preview_delay_ms": 600000})"})
             add(script, "", "", "", script);
         add("our own, slow", "", seen, "", R"({"preview": "slow", "preview_delay_ms": 1})");
         add("our own, gone", "", none, "Error transferring %1 - server replied: Not Found", R"({"preview": "404"})");
@@ -471,18 +471,26 @@ private slots:
         QVERIFY(fetch_preview());
         QTRY_COMPARE((steam().Update(), server.requests.size()), 1);
         const QPointer<QTcpSocket> first = server.socket;
+        const auto* const reply = steam().findChild<QNetworkReply*>();
+        QCOMPARE(reply->request().transferTimeout(), 30'000);
+        QSignalSpy arrived(reply, &QNetworkReply::readyRead);
+        first->write("HTTP/1.1 200 OK\r\n\r\nhalf"); // of which the next knows nothing
+        QVERIFY(arrived.wait());
+        server.reply = "HTTP/1.1 200 OK\r\n\r\n" + picture(QSize(30, 20));
         fetch_preview();
-        QTRY_COMPARE((steam().Update(), server.requests.size()), 2);
+        QTRY_COMPARE((steam().Update(), caller.answers), QList<QByteArray>{"width 30"});
+        server.reply = QByteArray();
+        fetch_preview();
+        QTRY_COMPARE((steam().Update(), server.requests.size()), 3);
         QTRY_COMPARE(first->state(), QAbstractSocket::UnconnectedState);
         window.reset();
         QTRY_COMPARE(server.socket->state(), QAbstractSocket::UnconnectedState);
-        QVERIFY(caller.answers.isEmpty());
+        QCOMPARE(caller.answers.size(), 1);
     }
 
     void names_the_application_unless_steam_has()
     {
         const QByteArray of_foreign_game = "14757395258967641292", of_steam = "4294967295";
-        const QString id = publish();
         for (const QByteArray given : {"", "0", "abc", "-1", "4294967296", "480", "1", of_steam.constData()}) {
             qputenv("SteamAppId", given);
             qputenv("SteamGameId", of_foreign_game);
@@ -491,9 +499,6 @@ private slots:
             QCOMPARE(qgetenv("SteamAppId"), is_kept ? given : "480");
             QCOMPARE(qgetenv("SteamGameId"), is_kept ? of_foreign_game : "480");
         }
-        load_mod(id); // an item of the program's own application
-        outcome_of_upload();
-        QCOMPARE(reason(), "item " + id + ", result 8: the item belongs to another app");
         load_mod("0");
         outcome_of_upload();
         QCOMPARE(reason(), "new item, result 8: the item is for app 480, the program runs as app " + of_steam);
@@ -502,20 +507,21 @@ private slots:
 
     void leaves_steam_alone_after_a_failed_start()
     {
-        for (const QByteArray script :
-             {R"({"missing_interfaces": "STEAMUGC_INTERFACE_VERSION009"})", R"({"start": "fails"})",
-              R"({"start": "ok", "missing_interfaces": ["SteamFriends015", "SteamUtils008"]})"}) {
-            const bool starts = script.contains("ok");
+        const QByteArray lacks = R"({"start": "ok", "missing_interfaces": )";
+        for (const QByteArray& script :
+             {QByteArray(R"({"start": "fails"})"), lacks + R"("STEAMUGC_INTERFACE_VERSION009"})",
+              lacks + R"(["SteamFriends015", "SteamUtils008", "STEAMUNIFIEDMESSAGES_INTERFACE_VERSION001"]})"}) {
             window.reset();
             practice->tell(script);
+            practice->forget();
             open_window();
-            QCOMPARE(log_of(*window).size(), starts ? 2 : 1);
+            QCOMPARE(practice->journal().contains("SteamAPI_Shutdown()"), script.contains("UGC"));
             practice->forget();
             steam().Update();
             load_mod("5");
             upload();
             fetch_preview();
-            QCOMPARE(practice->journal().isEmpty(), !starts);
+            QCOMPARE(practice->journal().isEmpty(), !script.contains("Utils"));
             QCOMPARE(steam().GetUploadModProgress(), 0); // as of a call that was not accepted
         }
     }
@@ -571,8 +577,8 @@ private slots:
     void explains_every_result_code()
     {
         const QStringList texts = QString(test_file("result-texts.txt")).split('\n');
-        for (int line = 0; line < 109; ++line)
-            QCOMPARE(SteamWrapper::convert_eresult_to_string(EResult(line < 108 ? line : -1)), texts.value(line));
+        for (int code = 0; code < 108; ++code)
+            QCOMPARE(SteamWrapper::convert_eresult_to_string(EResult(code)), texts.value(code));
     }
 };
 

@@ -123,6 +123,11 @@ def choosing(author):
     author.wait_until_gone(CHOOSE)
     author.load()
     author.close()
+    author.environment["QT_FONT_DPI"] = "120"
+    author.start_again(SLOW)
+    expect(author.window.get_geometry().width == 730, "the form is not in whole pixels")
+    author.close()
+    del author.environment["QT_FONT_DPI"]
 
 
 def editing(author):
