@@ -97,7 +97,7 @@ private:
     /// The progress dialog while an upload runs; a child of the window.
     UploadDialog* upload_dialog = nullptr;
     ModParser::ModDescriptor mod_descriptor;
-    /// When the heartbeat last read the metadata file.
+    /// When the program last read, wrote or looked at the metadata file.
     QDateTime last_metadata_time;
     /// The metadata file as the program itself left it, or saw it before it read it.
     FileState known_metadata;

@@ -81,6 +81,7 @@ void MainWindow::process_metadata_file(const QString& path, const QString& actio
     enable_uploading_ui(ok);
     enable_information_ui(ok);
     enable_viewing_ui(ok && mod_descriptor.id.toULongLong() != 0);
+    last_metadata_time = QDateTime::currentDateTime();
 }
 
 void MainWindow::fetch_workshop_preview()
@@ -102,6 +103,7 @@ void MainWindow::preview_image_downloaded(const QPixmap& preview, void* user)
 
 void MainWindow::NotifyMetadataUpdated()
 {
+    last_metadata_time = QDateTime::currentDateTime();
     if (mod_descriptor.folder_path.isEmpty())
         return;
     // Any other content means that the save has failed, or that somebody has already changed the

@@ -14,6 +14,8 @@
 
 namespace {
 
+std::array<char, 4096> s_preview_url;
+
 /// Marks a request as a preview download, with the value 0. A request without it reads as 0 too.
 constexpr auto kind_attribute = QNetworkRequest::User;
 
@@ -26,9 +28,10 @@ constexpr int silence_timeout_ms = 30'000;
 /// An error text may quote what the server has sent, and a long line takes the log seconds.
 constexpr int max_reason_characters = 500;
 
-QNetworkRequest preview_request(const char* address)
+QNetworkRequest preview_request()
 {
-    QNetworkRequest request(QUrl(QString::fromLatin1(address), QUrl::TolerantMode));
+    const QString address = QString::fromLatin1(s_preview_url.data());
+    QNetworkRequest request(QUrl(address, QUrl::TolerantMode));
     request.setAttribute(kind_attribute, QVariant(0));
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
                          QNetworkRequest::NoLessSafeRedirectPolicy);
@@ -70,12 +73,12 @@ void SteamWrapper::on_mod_query_complete(SteamUGCQueryCompleted_t* /*result*/, b
     if (!preview_callback.callback || !ugc)
         return;
 
-    std::array<char, 4096 + 1> address{}; // ends with a zero, whatever Steam writes
-    if (!ugc->GetQueryUGCPreviewURL(query, 0, address.data(), address.size() - 1))
+    if (!ugc->GetQueryUGCPreviewURL(query, 0, s_preview_url.data(), s_preview_url.size()))
         return;
+    s_preview_url.back() = '\0';
 
     preview_bytes.clear();
-    preview_reply = network_access_manager->get(preview_request(address.data()));
+    preview_reply = network_access_manager->get(preview_request());
     // Without a limit Qt's own thread reads on for as long as there is something to read.
     preview_reply->setReadBufferSize(read_ahead_bytes);
     connect(preview_reply, &QNetworkReply::readyRead, this, &SteamWrapper::take_preview_bytes);
