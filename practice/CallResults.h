@@ -54,7 +54,6 @@ private:
     /// Nested when the caller pumps inside a delivery.
     std::vector<std::uint64_t> deliveries_under_way;
     std::uint64_t last_call = 0;
-    unsigned drops = 0;
 };
 
 } // namespace practice

@@ -71,7 +71,8 @@ QStringList log_of(const QWidget& window)
         QString text = block.text();
         text.replace(QChar::LineSeparator, " | ");
         text.replace(QChar::Nbsp, '_');
-        lines << format.foreground().color().name() + ' ' + text;
+        const bool has_colour = text.isEmpty() || format.hasProperty(QTextFormat::ForegroundBrush);
+        lines << (has_colour ? format.foreground().color().name() : "no colour") + ' ' + text;
     }
     return lines;
 }

@@ -276,8 +276,16 @@ private slots:
 
     void finds_forbidden_files_of_all_names_and_kinds()
     {
-        const QStringList harmless{"TOOL.EXE",           "libx.so.1", "readme.app",      ".x.dll",         "exe",
-                                   "data.exe/in.txt",    "x.dll2",    "Data.APP/in.txt", ".hidden/in.exe", "x.dll ",
+        const QStringList harmless{"TOOL.EXE",
+                                   "libx.so.1",
+                                   "readme.app",
+                                   ".x.dll",
+                                   "exe",
+                                   "data.exe/in.txt",
+                                   "x.dll2",
+                                   "Data.APP/in.txt",
+                                   ".hidden.app/in.exe",
+                                   "x.dll ",
                                    "../outside/tool.exe"};
         QStringList found{"plugin.dll", "sub/deep/er/lib.so",      "a.tar.dll",
                           "sub/x..exe", "Foo.app/Contents/foo.so", QString("d/").repeated(130) + "x.so"};
@@ -307,7 +315,8 @@ private slots:
         found << QStringList{"out.app", "link.exe", QString("x%1.dll").arg(QChar(0xFFFD)), "%1 <b>'&\n.exe"};
 #endif
         write_file(file(), metadata(""));
-        QVERIFY(!ModParser::ParseMetadata(file(), other) && read_file(file()) == metadata(""));
+        QVERIFY(!ModParser::ParseMetadata(file(), other) && other.folder_path == "/elsewhere");
+        QCOMPARE(read_file(file()), metadata(""));
         QVERIFY(ModParser::validate_mod_directory(folder() + "/sub/deep/er/not there"));
         // Where the names are that Qt does not know, and the paths that are too long.
         QProcess::execute("rm", {"-rf", folder()});

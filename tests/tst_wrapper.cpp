@@ -172,7 +172,6 @@ private slots:
         fetch_preview();
         pump(10);
         kept += practice->journal().join('\n') + '\n';
-        practice->tell(R"({"silent_calls": ["create", "submit", "query"]})");
         upload();
         mod().id = "0";
         upload();
@@ -215,7 +214,6 @@ private slots:
         QDir().mkpath(practice->item("900000000000007", ""));
         // In the next run the note is gone, and the line ends in a blank.
         open_window();
-        QVERIFY(QDir(staging).isEmpty());
         practice->tell(R"({"create_results": 2})"); // a creation that fails is none
         load_mod("0");
         QCOMPARE(outcome_of_upload(), "failed");
@@ -225,7 +223,8 @@ private slots:
         QCOMPARE(read_file(practice->item(id, "preview")), picture(QSize(5, 5))); // none was sent
         QVERIFY(read_file(practice->item(id, "history.json")).contains("\"version\": 3"));
         QCOMPARE(publish(), QString("900000000000008")); // no number is given out twice
-        for (const int excess : {0, 1}) {                // a journal that is too large begins afresh
+        QVERIFY(QDir(staging).isEmpty());
+        for (const int excess : {0, 1}) { // a journal that is too large begins afresh
             write_file(practice->store() + "/journal.txt", QByteArray((4 << 20) + excess, 'x'));
             SteamApi::Context().UGC->StartItemUpdate(480, 5);
             QCOMPARE(read_file(practice->store() + "/journal.txt").count('x'), excess ? 0 : 4 << 20);
@@ -293,7 +292,6 @@ private slots:
         QVERIFY(!QFile::exists(practice->item(mod().id, "content/disable.it")));
         window.reset(); // also puts back what an upload without an answer has taken away
         QCOMPARE(QFile::exists(marker), has_marker && !ends);
-        QVERIFY(read_file(marker).isEmpty());
     }
 
     void takes_a_script_from_people()
@@ -306,8 +304,8 @@ private slots:
             {"{ // what people write\n\"owner\": 5, \"legal_agreement\": 1,\n\n\"no_such_key\": 1, \"start\": \"no\","
              "\n\"bytes_per_pump\": 1.5, \"create_results\": [8, 8]}",
              "failed"},
-            {"{\n\"start\": \"fails\"\n oops    ", "done"}, // as long as the next
-            {R"({"submit_results": [25, 25]})", "failed failed done"}};
+            {"{\n\"start\": \"fails\"\n oops" + QByteArray(46, ' '), "done"}, // as long as the next
+            {R"({"submit_results": [25, 1, 25], "io_failures": ["submit", "submit"]})", "failed failed failed done"}};
         for (const auto& [text, outcomes] : scripts) {
             QTest::qWait(20); // until the clock of the disk has gone on
             write_file(script, text);
@@ -352,6 +350,7 @@ private slots:
         }
         // Twentieths, cut to whole tenths; 0 of 0 before and after the content.
         QCOMPARE(tenths, "0 0 0 0 0 1 1 2 2 3 3 4 4 5 5 6 6 7 7 8 8 9 9 10 0 0 ");
+        QCOMPARE(practice->journal().filter("GetItemUpdateProgress").size(), 1); // not one for each beat
         QCOMPARE(phases, "112" + QByteArray(21, '3') + "45");
         QCOMPARE(steam().GetUploadModProgress(), -1);
     }
@@ -360,20 +359,17 @@ private slots:
     {
         const QString item = "item " + publish() + ", result ", main = mod_folder() + "/main.lua";
         practice->tell(R"({"bytes_per_pump": 10000})");
-        for (const int size : {99'999, 100'001}) {
-            write_file(main, QByteArray(100'000, 'y'));
-            Caller earlier;
-            steam().UploadMod(mod(), QString(), Caller::uploaded, &earlier);
-            pump(5);
-            QCOMPARE(outcome_of_upload(), "failed"); // only the newest is answered
-            QCOMPARE(reason(), item + "33: another update of the item is running");
-            write_file(main, QByteArray(size, 'y'));
-            pump(20);
-            QVERIFY(earlier.answers.isEmpty());
-            const QString changed = size < 100'000 ? "shrank" : "grew";
-            QCOMPARE(reason(), item + "2: the content file \"main.lua\" " + changed + " while it was uploaded");
-            QCOMPARE(read_file(practice->item(mod().id, "content/main.lua")), QByteArray(1000, 'x'));
-        }
+        write_file(main, QByteArray(100'000, 'y'));
+        Caller earlier;
+        steam().UploadMod(mod(), QString(), Caller::uploaded, &earlier);
+        pump(5);
+        QCOMPARE(outcome_of_upload(), "failed"); // only the newest is answered
+        QCOMPARE(reason(), item + "33: another update of the item is running");
+        write_file(main, QByteArray(100'001, 'y'));
+        pump(20);
+        QVERIFY(earlier.answers.isEmpty());
+        QCOMPARE(reason(), item + "2: the content file \"main.lua\" grew while it was uploaded");
+        QCOMPARE(read_file(practice->item(mod().id, "content/main.lua")), QByteArray(1000, 'x'));
     }
 
     void begins_calls_inside_answers_and_beside_others()
@@ -423,12 +419,14 @@ private slots:
         add("no page", "HTTP/1.1 404 " + text + "\r\n\r\n", none, "Error transferring %1 - server replied: " + text);
         add("closed early", ok(png, 1), none, "Connection closed");
         add("redirected", "HTTP/1.1 302 There\r\nLocation: /there\r\nSet-Cookie: a=b\r\n\r\n", seen);
+        add("redirected to another host", "HTTP/1.1 302 There\r\nLocation: http://localhost:PORT/\r\n\r\n", seen);
         add("longest address", ok(png), seen, "", R"({"preview_url": "%1LONG"})");
         add("address too long", ok(png), "", "", R"({"preview_url": "%1xLONG"})");
         // By the Practice Workshop's own server, or not at all.
-        for (const char* script : {R"({"preview": "none"})", R"({"refuse_calls": "query"})",
-                                   R"({"silent_calls": "query"})", R"({"io_failures": "query"})",
-                                   R"({"preview": "never"})", R"({"preview": "slow", "preview_delay_ms": 600000})"})
+        for (const char* script :
+             {R"({"preview": "none"})", R"({"refuse_calls": "query"})", R"({"answer_after_pumps": 9999})",
+              R"({"query_results": 2})", R"({"io_failures": "query"})", R"({"preview": "never"})",
+              R"({"preview": "slow", "preview_delay_ms": 600000})"})
             add(script, "", "", "", script);
         add("our own, slow", "", seen, "", R"({"preview": "slow", "preview_delay_ms": 1})");
         add("our own, gone", "", none, "Error transferring %1 - server replied: Not Found", R"({"preview": "404"})");
@@ -442,10 +440,10 @@ private slots:
         QFETCH(QByteArray, script);
         publish();
         Server server;
-        server.reply = reply;
+        server.reply = reply.replace("PORT", QByteArray::number(server.serverPort()));
         script.replace("%1", server.address()).replace("LONG", QByteArray(4095 - server.address().size(), 'x'));
         practice->tell(script);
-        mod().name = "Other";
+        mod().name = "Other %2";
         const auto lines_before = log().size();
         fetch_preview();
         pump(10);
@@ -453,7 +451,7 @@ private slots:
             QTest::qWait(50); // in which one that should not come would
         QTRY_COMPARE_WITH_TIMEOUT(caller.answers.value(0), answer, 30'000);
         reason = reason.replace("%1", server.address()).left(500);
-        QStringList lines{red + "Failed to download preview image for mod 'Other': " + reason};
+        QStringList lines{red + "Failed to download preview image for mod 'Other %2': " + reason};
         const QRegularExpression address("http://[^ ]*"); // which is not known of our own server
         QCOMPARE(log().mid(lines_before).replaceInStrings(address, ""),
                  reason.isEmpty() ? QStringList() : lines.replaceInStrings(address, ""));
@@ -509,13 +507,13 @@ private slots:
     {
         const QByteArray lacks = R"({"start": "ok", "missing_interfaces": )";
         for (const QByteArray& script :
-             {QByteArray(R"({"start": "fails"})"), lacks + R"("STEAMUGC_INTERFACE_VERSION009"})",
+             {QByteArray(R"({"start": "fails"})"), lacks + R"("SteamUser019"})",
               lacks + R"(["SteamFriends015", "SteamUtils008", "STEAMUNIFIEDMESSAGES_INTERFACE_VERSION001"]})"}) {
             window.reset();
             practice->tell(script);
             practice->forget();
             open_window();
-            QCOMPARE(practice->journal().contains("SteamAPI_Shutdown()"), script.contains("UGC"));
+            QCOMPARE(practice->journal().contains("SteamAPI_Shutdown()"), script.contains("SteamUser"));
             practice->forget();
             steam().Update();
             load_mod("5");
@@ -567,9 +565,6 @@ private slots:
         QVERIFY(!now->SetItemTitle(unsent, "") && !now->SendQueryUGCRequest(query));
         const QStringList expected = QString(test_file("mistakes.txt")).split('\n', Qt::SkipEmptyParts);
         QCOMPARE(practice->journal().filter("mistake: ").replaceInStrings("mistake: ", ""), expected);
-        SteamWrapper::DestroyInstance();
-        steam().Update(); // a fresh object pumps nothing before its start
-        QCOMPARE(practice->mistakes(), expected.size());
         window.reset();
         practice.reset(new Practice); // forgets them
     }

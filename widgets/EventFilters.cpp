@@ -11,7 +11,8 @@ bool PlainToolTips::eventFilter(QObject* watched, QEvent* event)
     const auto* const widget = qobject_cast<QWidget*>(watched); // installed on nothing else
     if (event->type() != QEvent::ToolTip || widget->toolTip().isEmpty())
         return false;
-    QToolTip::showText(QCursor::pos(), Qt::convertFromPlainText(widget->toolTip()));
+    QToolTip::showText(QCursor::pos(),
+                       Qt::convertFromPlainText(widget->toolTip(), Qt::WhiteSpaceNormal));
     return true;
 }
 

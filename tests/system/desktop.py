@@ -123,9 +123,9 @@ def choosing(author):
     author.wait_until_gone(CHOOSE)
     author.load()
     author.close()
-    author.environment["QT_FONT_DPI"] = "120"
+    author.environment["QT_FONT_DPI"] = "216"
     author.start_again(SLOW)
-    expect(author.window.get_geometry().width == 730, "the form is not in whole pixels")
+    expect(author.window.get_geometry().width == 1460, "the form is not twice as large")
     author.close()
     del author.environment["QT_FONT_DPI"]
 

@@ -55,15 +55,16 @@ class Probe:
         # Copies: only beside itself does the program look for the Steam library.
         self.program = shutil.copy2(build / "probe/probe", folder)
         shutil.copy2(build / "bin/libsteam_api.so", folder)
-        self.store = folder / "store"
+        self.store = folder / ".local/share/tarnwick-practice-workshop"
         self.environment = dict(os.environ, QT_QPA_PLATFORM="offscreen", LC_ALL="C.UTF-8",
-                                PRACTICE_WORKSHOP_DIR=str(self.store), XDG_RUNTIME_DIR=str(folder))
+                                PRACTICE_WORKSHOP_DIR="", XDG_DATA_HOME="relative", HOME=str(folder),
+                                XDG_RUNTIME_DIR=str(folder))
         # A build with sanitizers has a memory of its own.
         self.measurable = "TARNWICK_SANITIZE:BOOL=ON" not in (build / "CMakeCache.txt").read_text()
 
     def new_store(self, script="{}"):
         shutil.rmtree(self.store, ignore_errors=True)
-        self.store.mkdir()
+        self.store.mkdir(parents=True)
         (self.store / "practice.json").write_text(script)
 
     # Ends with the block that it is used in.
