@@ -59,7 +59,7 @@ private slots:
         if (!library.isNull())
             write_file(path, library);
         write_file(store + "/practice.json", script.isEmpty() ? "{}" : script);
-        qputenv("PRACTICE_WORKSHOP_DIR", QFile::encodeName(store));
+        qputenv("PRACTICE_WORKSHOP_DIR", QFile::encodeName(QDir::toNativeSeparators(store)));
         QProcess program;
         QVERIFY(QFile::copy(PROBE, executable));
         program.start(executable, {"wait", "200"});
