@@ -102,7 +102,7 @@ private:
     std::map<std::string, Preview> previews;
 };
 
-/// Null while no preview is served.
+/// Null before the first preview is served.
 std::unique_ptr<Server>& the_server()
 {
 #if defined(_WIN32)

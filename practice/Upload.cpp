@@ -18,6 +18,8 @@ constexpr std::size_t longest_text = 7999; // 8000 with the terminator
 constexpr std::size_t smallest_preview = 16;
 constexpr std::size_t preview_limit = std::size_t{1024} * 1024;
 
+/// Whoever removes a folder has all its levels open at once, and systems allow a thousand or so.
+constexpr int deepest_folder = 500;
 /// A pump holds up the caller's window.
 constexpr int most_files_per_pump = 100;
 
@@ -133,8 +135,13 @@ bool Upload::list_content()
     if (!root.is_absolute() || !fs::is_directory(root, error))
         refuse(result_not_found, "is not the full path of a folder");
     fs::create_directories(version->Folder() / "content");
-    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(root))
-        list_entry(root, entry);
+    for (fs::recursive_directory_iterator at(root), end; at != end; ++at) {
+        if (at.depth() > deepest_folder) {
+            refuse(result_not_acceptable, "has folders within folders, more than "
+                                              + std::to_string(deepest_folder) + " deep");
+        }
+        list_entry(root, *at);
+    }
     if (files.empty())
         refuse(result_not_found, "holds no file");
     std::sort(files.begin(), files.end(),
